@@ -1,0 +1,76 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+// One model provider: a backup model of the defaults or of one bot.
+struct Fallback {
+    QString id; // random identity of the row; never written to the file
+    QString name;
+    QString base_url;
+    QString api_key;
+    QString model;
+
+    static Fallback create(); // empty fields, fresh id
+    // Equal in what is stored; the id is not compared.
+    bool sameValues(const Fallback &other) const
+    {
+        return name == other.name && base_url == other.base_url && api_key == other.api_key
+            && model == other.model;
+    }
+    bool operator==(const Fallback &) const = default;
+};
+
+// What one bot overrides. An empty field means "inherits the default".
+struct BotProfile {
+    QString triggerWords;
+    QString clipTriggerWords;
+    QString allowedIDs;
+    QString briefingTime;
+    QString briefingPrompt;
+    QString botMode;
+    QString baseURL;
+    QString apiKey;
+    QString model;
+    QList<Fallback> fallbacks;
+    QStringList disabledSkills;
+    QString soulFile;
+
+    bool operator==(const BotProfile &) const = default;
+};
+
+// Every configuration-backed value of the settings model, as the pages edit it.
+// The initial values are the ones shown when no configuration file could be read.
+struct ConfigValues {
+    QString baseURL;
+    QString apiKey;
+    QString model;
+    QString modelName;
+    QList<Fallback> fallbacks;
+    QStringList botTokens;
+    QStringList botNicknames;
+    QList<BotProfile> botProfiles;
+    QString allowedIDs;
+    QString briefingTime;
+    QString briefingPrompt;
+    QString triggerWords;
+    QString clipTriggerWords;
+    QString soulFile;
+    QString maxTokens = QStringLiteral("4000");
+    QString chatBufferMax = QStringLiteral("40");
+    QString recallLimit = QStringLiteral("5");
+    QString factCap = QStringLiteral("5000");
+    QString researchMaxTokens = QStringLiteral("1200");
+    QString apiTimeout = QStringLiteral("90");
+    QString dataDir;
+    bool showInDock = false;
+    bool launchAtLogin = false;
+    QString botMode = QStringLiteral("assistant");
+    bool backfillMissed = true;
+    bool briefingCrypto = false;
+    bool autoMemory = true;
+    QStringList skillSources;
+
+    bool operator==(const ConfigValues &) const = default;
+};

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+// What the bot service reports in varnook-status.json.
+struct StatusInfo {
+    bool botRunning = false;
+    qint64 pid = 0;
+    QString botHandle;
+    QStringList botNicknames;
+    qint64 requests = 0;
+    QList<qint64> requestsByBot;
+    qint64 tokensIn = 0;
+    qint64 tokensOut = 0;
+    QList<QList<qint64>> tokensByBot;
+    QString provider;
+    QString model;
+    qint64 fallbacks = 0;
+
+    bool operator==(const StatusInfo &) const = default;
+};
+
+// The status file that lies beside the configuration file.
+QString statusFilePath(const QString &configPath);
+// Parses the bytes of a status file; nothing when they are not a JSON object.
+std::optional<StatusInfo> parseStatus(const QByteArray &bytes);
+
+QString formatCount(qint64 n);
+QString runningLabel(const StatusInfo &status);
+QString tokensLabel(const StatusInfo &status);
+QString requestsByBotLabel(const StatusInfo &status);
+
+// Texts of the status rows of the Model page.
+QString statusLineText(const StatusInfo &status);    // "Stopped", "Running", "Running as …"
+QString primaryProviderText(const StatusInfo &status); // provider or "not configured"
+QString backupModelsText(const StatusInfo &status);  // "N configured"
+QString requestsText(const StatusInfo &status);
+QString tokensUsedText(const StatusInfo &status); // "—" or tokensLabel
