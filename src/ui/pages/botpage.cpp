@@ -1,0 +1,6 @@
+// PLACEHOLDER: an empty page until this page is built.
+#include "ui/pages/pages.h"
+
+#include <QWidget>
+
+QWidget *createBotPage(SettingsModel *, int, QWidget *parent) { return new QWidget(parent); }
