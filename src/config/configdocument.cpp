@@ -15,20 +15,26 @@ Fallback Fallback::create()
 
 namespace ConfigDocument {
 
-QString defaultBaseUrl() { return u"http://127.0.0.1:11234/v1"_s; }
-QString defaultSoulFile() { return u"~/.zandrel/soul.md"_s; }
+QString defaultBaseUrl()
+{
+    return u"http://127.0.0.1:11234/v1"_s;
+}
+QString defaultSoulFile()
+{
+    return u"~/.zandrel/soul.md"_s;
+}
 
 namespace {
 
 // How a top-level key is turned into a value of ConfigValues and back.
 enum class Kind {
-    Text,            // string, written as it stands
-    TrimmedText,     // string, written trimmed of white space and line breaks
-    TextOrRemoved,   // string, the key is removed when the text is empty
-    CommaList,       // array of strings <-> text joined with ", "
-    IdList,          // array of integers <-> text joined with ", "
-    Number,          // integer <-> decimal text, normalised on saving
-    Flag,            // boolean
+    Text,          // string, written as it stands
+    TrimmedText,   // string, written trimmed of white space and line breaks
+    TextOrRemoved, // string, the key is removed when the text is empty
+    CommaList,     // array of strings <-> text joined with ", "
+    IdList,        // array of integers <-> text joined with ", "
+    Number,        // integer <-> decimal text, normalised on saving
+    Flag,          // boolean
 };
 
 struct TopLevelKey {
@@ -41,9 +47,18 @@ struct TopLevelKey {
     bool flagDefault = false;
 };
 
-QString empty() { return {}; }
-QString eightOClock() { return u"08:00"_s; }
-QString assistant() { return u"assistant"_s; }
+QString empty()
+{
+    return {};
+}
+QString eightOClock()
+{
+    return u"08:00"_s;
+}
+QString assistant()
+{
+    return u"assistant"_s;
+}
 
 TopLevelKey text(QLatin1StringView json, QString ConfigValues::*m, Kind kind = Kind::Text,
                  QString (*def)() = empty)
@@ -109,7 +124,8 @@ struct BotKey {
 const QList<BotKey> &botKeys()
 {
     static const QList<BotKey> keys = {
-        {"trigger_words"_L1, BotKind::Words, &BotProfile::triggerWords, &ConfigValues::triggerWords},
+        {"trigger_words"_L1, BotKind::Words, &BotProfile::triggerWords,
+         &ConfigValues::triggerWords},
         {"clip_trigger_words"_L1, BotKind::Words, &BotProfile::clipTriggerWords,
          &ConfigValues::clipTriggerWords},
         {"allowed_ids"_L1, BotKind::Ids, &BotProfile::allowedIDs, &ConfigValues::allowedIDs},
@@ -142,7 +158,10 @@ QJsonArray numberArray(const QList<qint64> &numbers)
     return array;
 }
 
-QJsonArray stringArrayJson(const QStringList &list) { return QJsonArray::fromStringList(list); }
+QJsonArray stringArrayJson(const QStringList &list)
+{
+    return QJsonArray::fromStringList(list);
+}
 
 QString readText(const QJsonValue &value, const QString &fallback)
 {
@@ -176,7 +195,8 @@ BotProfile readProfile(const QJsonObject &object)
     return profile;
 }
 
-QJsonObject writeProfile(const BotProfile &profile, const ConfigValues &defaults, QJsonObject object)
+QJsonObject writeProfile(const BotProfile &profile, const ConfigValues &defaults,
+                         QJsonObject object)
 {
     for (const BotKey &key : botKeys()) {
         const QString &own = profile.*key.field;
@@ -195,7 +215,8 @@ QJsonObject writeProfile(const BotProfile &profile, const ConfigValues &defaults
         }
         case BotKind::Trimmed: {
             const QString trimmed = own.trimmed();
-            const bool set = !trimmed.isEmpty() && trimmed != (defaults.*key.defaultValue).trimmed();
+            const bool set
+                = !trimmed.isEmpty() && trimmed != (defaults.*key.defaultValue).trimmed();
             setOrRemove(object, key.json, set, trimmed);
             break;
         }
@@ -415,8 +436,8 @@ ConfigValues read(const QJsonObject &document)
     const bool allObjects = std::all_of(profiles.begin(), profiles.end(),
                                         [](const QJsonValue &v) { return v.isObject(); });
     for (qsizetype i = 0; i < bots; ++i) {
-        const QJsonObject object = allObjects && i < profiles.size() ? profiles.at(i).toObject()
-                                                                     : QJsonObject();
+        const QJsonObject object
+            = allObjects && i < profiles.size() ? profiles.at(i).toObject() : QJsonObject();
         values.botProfiles.append(readProfile(object));
     }
     return values;
@@ -434,12 +455,10 @@ void write(ConfigValues &values, QJsonObject &document)
         case Kind::CommaList:
             document.insert(key.json, stringArrayJson(commaList(values.*key.text)));
             break;
-        case Kind::IdList:
-            document.insert(key.json, numberArray(idList(values.*key.text)));
-            break;
+        case Kind::IdList: document.insert(key.json, numberArray(idList(values.*key.text))); break;
         case Kind::Number: {
-            const qint64 n = normaliseNumber(values.*key.text, document.value(key.json),
-                                             key.numberDefault);
+            const qint64 n
+                = normaliseNumber(values.*key.text, document.value(key.json), key.numberDefault);
             values.*key.text = QString::number(n);
             document.insert(key.json, n);
             break;
@@ -460,8 +479,8 @@ void write(ConfigValues &values, QJsonObject &document)
     const QJsonArray existing = document.value("bot_profiles"_L1).toArray();
     QJsonArray profiles;
     for (qsizetype i = 0; i < bots; ++i) {
-        const BotProfile profile = i < values.botProfiles.size() ? values.botProfiles.at(i)
-                                                                 : BotProfile();
+        const BotProfile profile
+            = i < values.botProfiles.size() ? values.botProfiles.at(i) : BotProfile();
         const QJsonObject start = i < existing.size() ? existing.at(i).toObject() : QJsonObject();
         profiles.append(writeProfile(profile, values, start));
     }

@@ -33,8 +33,8 @@ QList<qint64> idList(const QString &text);
 std::optional<qint64> parseWholeInteger(const QString &text); // optional sign, no overflow
 std::optional<qint64> jsonInteger(const QJsonValue &value);
 std::optional<QStringList> stringArray(const QJsonValue &value); // only an array of strings
-QString listText(const QJsonValue &value);                      // strings joined with ", "
-QString idListText(const QJsonValue &value);                    // integers or strings, ", "
+QString listText(const QJsonValue &value);                       // strings joined with ", "
+QString idListText(const QJsonValue &value);                     // integers or strings, ", "
 QList<Fallback> readProviders(const QJsonValue &value);
 QJsonArray writeProviders(const QList<Fallback> &providers);
 

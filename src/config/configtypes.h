@@ -17,7 +17,7 @@ struct Fallback {
     bool sameValues(const Fallback &other) const
     {
         return name == other.name && base_url == other.base_url && api_key == other.api_key
-            && model == other.model;
+               && model == other.model;
     }
     bool operator==(const Fallback &) const = default;
 };

@@ -23,8 +23,7 @@ double modificationTime(const QString &path)
     return time.isValid() ? double(time.toMSecsSinceEpoch()) / 1000.0 : 0;
 }
 
-template<typename T>
-bool validIndex(const QList<T> &list, qsizetype i)
+template <typename T> bool validIndex(const QList<T> &list, qsizetype i)
 {
     return i >= 0 && i < list.size();
 }
@@ -97,38 +96,46 @@ void SettingsModel::applyDocument(const QJsonObject &document)
 void SettingsModel::setConfig(const ConfigValues &values)
 {
     const ConfigValues old = std::exchange(m_config, values);
-    auto notifyIfChanged = [this](const auto &before, const auto &after, void (SettingsModel::*signal)()) {
-        if (!(before == after))
-            Q_EMIT(this->*signal)();
-    };
-        notifyIfChanged(old.baseURL, m_config.baseURL, &SettingsModel::baseURLChanged);
-        notifyIfChanged(old.apiKey, m_config.apiKey, &SettingsModel::apiKeyChanged);
-        notifyIfChanged(old.model, m_config.model, &SettingsModel::modelChanged);
-        notifyIfChanged(old.modelName, m_config.modelName, &SettingsModel::modelNameChanged);
-        notifyIfChanged(old.fallbacks, m_config.fallbacks, &SettingsModel::fallbacksChanged);
-        notifyIfChanged(old.botTokens, m_config.botTokens, &SettingsModel::botTokensChanged);
-        notifyIfChanged(old.botNicknames, m_config.botNicknames, &SettingsModel::botNicknamesChanged);
-        notifyIfChanged(old.botProfiles, m_config.botProfiles, &SettingsModel::botProfilesChanged);
-        notifyIfChanged(old.allowedIDs, m_config.allowedIDs, &SettingsModel::allowedIDsChanged);
-        notifyIfChanged(old.briefingTime, m_config.briefingTime, &SettingsModel::briefingTimeChanged);
-        notifyIfChanged(old.briefingPrompt, m_config.briefingPrompt, &SettingsModel::briefingPromptChanged);
-        notifyIfChanged(old.triggerWords, m_config.triggerWords, &SettingsModel::triggerWordsChanged);
-        notifyIfChanged(old.clipTriggerWords, m_config.clipTriggerWords, &SettingsModel::clipTriggerWordsChanged);
-        notifyIfChanged(old.soulFile, m_config.soulFile, &SettingsModel::soulFileChanged);
-        notifyIfChanged(old.maxTokens, m_config.maxTokens, &SettingsModel::maxTokensChanged);
-        notifyIfChanged(old.chatBufferMax, m_config.chatBufferMax, &SettingsModel::chatBufferMaxChanged);
-        notifyIfChanged(old.recallLimit, m_config.recallLimit, &SettingsModel::recallLimitChanged);
-        notifyIfChanged(old.factCap, m_config.factCap, &SettingsModel::factCapChanged);
-        notifyIfChanged(old.researchMaxTokens, m_config.researchMaxTokens, &SettingsModel::researchMaxTokensChanged);
-        notifyIfChanged(old.apiTimeout, m_config.apiTimeout, &SettingsModel::apiTimeoutChanged);
-        notifyIfChanged(old.dataDir, m_config.dataDir, &SettingsModel::dataDirChanged);
-        notifyIfChanged(old.showInDock, m_config.showInDock, &SettingsModel::showInDockChanged);
-        notifyIfChanged(old.launchAtLogin, m_config.launchAtLogin, &SettingsModel::launchAtLoginChanged);
-        notifyIfChanged(old.botMode, m_config.botMode, &SettingsModel::botModeChanged);
-        notifyIfChanged(old.backfillMissed, m_config.backfillMissed, &SettingsModel::backfillMissedChanged);
-        notifyIfChanged(old.briefingCrypto, m_config.briefingCrypto, &SettingsModel::briefingCryptoChanged);
-        notifyIfChanged(old.autoMemory, m_config.autoMemory, &SettingsModel::autoMemoryChanged);
-        notifyIfChanged(old.skillSources, m_config.skillSources, &SettingsModel::skillSourcesChanged);
+    auto notifyIfChanged
+        = [this](const auto &before, const auto &after, void (SettingsModel::*signal)()) {
+              if (!(before == after))
+                  Q_EMIT(this->*signal)();
+          };
+    notifyIfChanged(old.baseURL, m_config.baseURL, &SettingsModel::baseURLChanged);
+    notifyIfChanged(old.apiKey, m_config.apiKey, &SettingsModel::apiKeyChanged);
+    notifyIfChanged(old.model, m_config.model, &SettingsModel::modelChanged);
+    notifyIfChanged(old.modelName, m_config.modelName, &SettingsModel::modelNameChanged);
+    notifyIfChanged(old.fallbacks, m_config.fallbacks, &SettingsModel::fallbacksChanged);
+    notifyIfChanged(old.botTokens, m_config.botTokens, &SettingsModel::botTokensChanged);
+    notifyIfChanged(old.botNicknames, m_config.botNicknames, &SettingsModel::botNicknamesChanged);
+    notifyIfChanged(old.botProfiles, m_config.botProfiles, &SettingsModel::botProfilesChanged);
+    notifyIfChanged(old.allowedIDs, m_config.allowedIDs, &SettingsModel::allowedIDsChanged);
+    notifyIfChanged(old.briefingTime, m_config.briefingTime, &SettingsModel::briefingTimeChanged);
+    notifyIfChanged(old.briefingPrompt, m_config.briefingPrompt,
+                    &SettingsModel::briefingPromptChanged);
+    notifyIfChanged(old.triggerWords, m_config.triggerWords, &SettingsModel::triggerWordsChanged);
+    notifyIfChanged(old.clipTriggerWords, m_config.clipTriggerWords,
+                    &SettingsModel::clipTriggerWordsChanged);
+    notifyIfChanged(old.soulFile, m_config.soulFile, &SettingsModel::soulFileChanged);
+    notifyIfChanged(old.maxTokens, m_config.maxTokens, &SettingsModel::maxTokensChanged);
+    notifyIfChanged(old.chatBufferMax, m_config.chatBufferMax,
+                    &SettingsModel::chatBufferMaxChanged);
+    notifyIfChanged(old.recallLimit, m_config.recallLimit, &SettingsModel::recallLimitChanged);
+    notifyIfChanged(old.factCap, m_config.factCap, &SettingsModel::factCapChanged);
+    notifyIfChanged(old.researchMaxTokens, m_config.researchMaxTokens,
+                    &SettingsModel::researchMaxTokensChanged);
+    notifyIfChanged(old.apiTimeout, m_config.apiTimeout, &SettingsModel::apiTimeoutChanged);
+    notifyIfChanged(old.dataDir, m_config.dataDir, &SettingsModel::dataDirChanged);
+    notifyIfChanged(old.showInDock, m_config.showInDock, &SettingsModel::showInDockChanged);
+    notifyIfChanged(old.launchAtLogin, m_config.launchAtLogin,
+                    &SettingsModel::launchAtLoginChanged);
+    notifyIfChanged(old.botMode, m_config.botMode, &SettingsModel::botModeChanged);
+    notifyIfChanged(old.backfillMissed, m_config.backfillMissed,
+                    &SettingsModel::backfillMissedChanged);
+    notifyIfChanged(old.briefingCrypto, m_config.briefingCrypto,
+                    &SettingsModel::briefingCryptoChanged);
+    notifyIfChanged(old.autoMemory, m_config.autoMemory, &SettingsModel::autoMemoryChanged);
+    notifyIfChanged(old.skillSources, m_config.skillSources, &SettingsModel::skillSourcesChanged);
 }
 
 std::optional<QString> SettingsModel::writeDocument()
@@ -170,7 +177,7 @@ void SettingsModel::postConfigChanged()
 bool SettingsModel::canAddBot() const
 {
     return m_config.botTokens.isEmpty()
-        || !ConfigDocument::trimBlanks(m_config.botTokens.constLast()).isEmpty();
+           || !ConfigDocument::trimBlanks(m_config.botTokens.constLast()).isEmpty();
 }
 
 void SettingsModel::addBot()
@@ -200,9 +207,8 @@ void SettingsModel::removeBot(int index)
         values.botProfiles.removeAt(index);
     setConfig(values);
     if (m_selection && *m_selection == SidebarItem::botAt(index)) {
-        setSelection(values.botTokens.isEmpty()
-                         ? SidebarItem::defaults(allSections().constFirst())
-                         : SidebarItem::botAt(std::max(index - 1, 0)));
+        setSelection(values.botTokens.isEmpty() ? SidebarItem::defaults(allSections().constFirst())
+                                                : SidebarItem::botAt(std::max(index - 1, 0)));
     }
     saveAndNotify();
 }
@@ -292,7 +298,7 @@ bool SettingsModel::canAddFallback() const
         return true;
     const Fallback &last = m_config.fallbacks.constLast();
     return !ConfigDocument::trimBlanks(last.base_url).isEmpty()
-        && !ConfigDocument::trimBlanks(last.model).isEmpty();
+           && !ConfigDocument::trimBlanks(last.model).isEmpty();
 }
 
 void SettingsModel::addFallback()
@@ -371,15 +377,17 @@ void SettingsModel::setFallbackText(int index, QString Fallback::*field, const Q
 
 // ---- secrets shown in clear and choice controls ------------------------------------------------
 
-template<typename T>
-static QSet<T> toggled(QSet<T> set, const T &value)
+template <typename T> static QSet<T> toggled(QSet<T> set, const T &value)
 {
     if (!set.remove(value))
         set.insert(value);
     return set;
 }
 
-void SettingsModel::toggleShowTokenKey(int bot) { setShowTokenKeys(toggled(m_showTokenKeys, bot)); }
+void SettingsModel::toggleShowTokenKey(int bot)
+{
+    setShowTokenKeys(toggled(m_showTokenKeys, bot));
+}
 void SettingsModel::toggleShowFallbackKey(int index)
 {
     setShowFallbackKeys(toggled(m_showFallbackKeys, index));

@@ -39,33 +39,46 @@ class SettingsModel final : public QObject {
     Q_PROPERTY(QString model READ model WRITE setModel NOTIFY modelChanged)
     Q_PROPERTY(QString modelName READ modelName WRITE setModelName NOTIFY modelNameChanged)
     Q_PROPERTY(QString allowedIDs READ allowedIDs WRITE setAllowedIDs NOTIFY allowedIDsChanged)
-    Q_PROPERTY(QString briefingTime READ briefingTime WRITE setBriefingTime NOTIFY briefingTimeChanged)
-    Q_PROPERTY(QString briefingPrompt READ briefingPrompt WRITE setBriefingPrompt NOTIFY briefingPromptChanged)
-    Q_PROPERTY(QString triggerWords READ triggerWords WRITE setTriggerWords NOTIFY triggerWordsChanged)
-    Q_PROPERTY(QString clipTriggerWords READ clipTriggerWords WRITE setClipTriggerWords NOTIFY clipTriggerWordsChanged)
+    Q_PROPERTY(
+        QString briefingTime READ briefingTime WRITE setBriefingTime NOTIFY briefingTimeChanged)
+    Q_PROPERTY(QString briefingPrompt READ briefingPrompt WRITE setBriefingPrompt NOTIFY
+                   briefingPromptChanged)
+    Q_PROPERTY(
+        QString triggerWords READ triggerWords WRITE setTriggerWords NOTIFY triggerWordsChanged)
+    Q_PROPERTY(QString clipTriggerWords READ clipTriggerWords WRITE setClipTriggerWords NOTIFY
+                   clipTriggerWordsChanged)
     Q_PROPERTY(QString soulFile READ soulFile WRITE setSoulFile NOTIFY soulFileChanged)
     Q_PROPERTY(QString maxTokens READ maxTokens WRITE setMaxTokens NOTIFY maxTokensChanged)
-    Q_PROPERTY(QString chatBufferMax READ chatBufferMax WRITE setChatBufferMax NOTIFY chatBufferMaxChanged)
+    Q_PROPERTY(
+        QString chatBufferMax READ chatBufferMax WRITE setChatBufferMax NOTIFY chatBufferMaxChanged)
     Q_PROPERTY(QString recallLimit READ recallLimit WRITE setRecallLimit NOTIFY recallLimitChanged)
     Q_PROPERTY(QString factCap READ factCap WRITE setFactCap NOTIFY factCapChanged)
-    Q_PROPERTY(QString researchMaxTokens READ researchMaxTokens WRITE setResearchMaxTokens NOTIFY researchMaxTokensChanged)
+    Q_PROPERTY(QString researchMaxTokens READ researchMaxTokens WRITE setResearchMaxTokens NOTIFY
+                   researchMaxTokensChanged)
     Q_PROPERTY(QString apiTimeout READ apiTimeout WRITE setApiTimeout NOTIFY apiTimeoutChanged)
     Q_PROPERTY(QString dataDir READ dataDir WRITE setDataDir NOTIFY dataDirChanged)
     Q_PROPERTY(bool showInDock READ showInDock WRITE setShowInDock NOTIFY showInDockChanged)
-    Q_PROPERTY(bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
+    Q_PROPERTY(
+        bool launchAtLogin READ launchAtLogin WRITE setLaunchAtLogin NOTIFY launchAtLoginChanged)
     Q_PROPERTY(QString botMode READ botMode WRITE setBotMode NOTIFY botModeChanged)
-    Q_PROPERTY(bool backfillMissed READ backfillMissed WRITE setBackfillMissed NOTIFY backfillMissedChanged)
-    Q_PROPERTY(bool briefingCrypto READ briefingCrypto WRITE setBriefingCrypto NOTIFY briefingCryptoChanged)
+    Q_PROPERTY(bool backfillMissed READ backfillMissed WRITE setBackfillMissed NOTIFY
+                   backfillMissedChanged)
+    Q_PROPERTY(bool briefingCrypto READ briefingCrypto WRITE setBriefingCrypto NOTIFY
+                   briefingCryptoChanged)
     Q_PROPERTY(bool autoMemory READ autoMemory WRITE setAutoMemory NOTIFY autoMemoryChanged)
     Q_PROPERTY(bool showApiKey READ showApiKey WRITE setShowApiKey NOTIFY showApiKeyChanged)
     Q_PROPERTY(bool testing READ testing WRITE setTesting NOTIFY testingChanged)
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
-    Q_PROPERTY(QString registryFilter READ registryFilter WRITE setRegistryFilter NOTIFY registryFilterChanged)
-    Q_PROPERTY(bool catalogLoading READ catalogLoading WRITE setCatalogLoading NOTIFY catalogLoadingChanged)
+    Q_PROPERTY(QString registryFilter READ registryFilter WRITE setRegistryFilter NOTIFY
+                   registryFilterChanged)
+    Q_PROPERTY(bool catalogLoading READ catalogLoading WRITE setCatalogLoading NOTIFY
+                   catalogLoadingChanged)
     Q_PROPERTY(QString newSource READ newSource WRITE setNewSource NOTIFY newSourceChanged)
-    Q_PROPERTY(bool githubSearching READ githubSearching WRITE setGithubSearching NOTIFY githubSearchingChanged)
+    Q_PROPERTY(bool githubSearching READ githubSearching WRITE setGithubSearching NOTIFY
+                   githubSearchingChanged)
     Q_PROPERTY(QString githubQuery READ githubQuery WRITE setGithubQuery NOTIFY githubQueryChanged)
-    Q_PROPERTY(bool githubHasMore READ githubHasMore WRITE setGithubHasMore NOTIFY githubHasMoreChanged)
+    Q_PROPERTY(
+        bool githubHasMore READ githubHasMore WRITE setGithubHasMore NOTIFY githubHasMoreChanged)
 
 public:
     explicit SettingsModel(QString path, ModelEnvironment environment = {},
@@ -349,8 +362,7 @@ Q_SIGNALS:
     void installFinished(const QString &name, bool ok);
 
 private:
-    template<typename T>
-    void assign(T &member, const T &value, void (SettingsModel::*signal)())
+    template <typename T> void assign(T &member, const T &value, void (SettingsModel::*signal)())
     {
         if (member == value)
             return;

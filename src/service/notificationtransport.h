@@ -5,9 +5,18 @@
 #include <QVariantMap>
 
 namespace Notifications {
-inline QString configChanged() { return QStringLiteral("com.tesselmo.varnook.config-changed"); }
-inline QString botControl() { return QStringLiteral("com.tesselmo.varnook.bot-control"); }
-inline QString quitSettings() { return QStringLiteral("com.tesselmo.varnook.quit-settings"); }
+inline QString configChanged()
+{
+    return QStringLiteral("com.tesselmo.varnook.config-changed");
+}
+inline QString botControl()
+{
+    return QStringLiteral("com.tesselmo.varnook.bot-control");
+}
+inline QString quitSettings()
+{
+    return QStringLiteral("com.tesselmo.varnook.quit-settings");
+}
 } // namespace Notifications
 
 // Carries the three cross-process notifications between this program and the bot service.

@@ -1,0 +1,542 @@
+#include "config/configdocument.h"
+#include "config/settingsmodel.h"
+#include "service/notificationtransport.h"
+#include "support/testsupport.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+
+// The settings model against real files in a temporary folder.
+class TestSettingsModel final : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    InMemoryTransport m_transport;
+
+    QString configPath() const { return m_dir.filePath(u"bot-config.json"_s); }
+
+    // Writes a document and moves its modification time into the past, so that the next save
+    // is always seen as a change even on file systems with coarse time stamps.
+    void writeConfig(const QByteArray &bytes)
+    {
+        TestSupport::writeFile(configPath(), bytes);
+        QFile file(configPath());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-3600),
+                                 QFileDevice::FileModificationTime));
+    }
+    void writeFixture(const QString &name)
+    {
+        writeConfig(TestSupport::readFile(TestSupport::fixture(name)));
+    }
+
+    QJsonObject fileObject() const
+    {
+        return QJsonDocument::fromJson(TestSupport::readFile(configPath())).object();
+    }
+
+    std::unique_ptr<SettingsModel> makeModel()
+    {
+        return std::make_unique<SettingsModel>(configPath(), ModelEnvironment{&m_transport});
+    }
+
+    int configChangedPosts() const
+    {
+        return int(
+            std::count_if(m_transport.posts().begin(), m_transport.posts().end(),
+                          [](const auto &p) { return p.name == Notifications::configChanged(); }));
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        QFile::remove(configPath());
+        m_transport.clear();
+    }
+
+    void withoutAFileTheNumberPagesShowTheInitialTexts()
+    {
+        const auto model = makeModel();
+        QCOMPARE(model->maxTokens(), u"4000"_s);
+        QCOMPARE(model->chatBufferMax(), u"40"_s);
+        QCOMPARE(model->recallLimit(), u"5"_s);
+        QCOMPARE(model->factCap(), u"5000"_s);
+        QCOMPARE(model->researchMaxTokens(), u"1200"_s);
+        QCOMPARE(model->apiTimeout(), u"90"_s);
+        QCOMPARE(model->botMode(), u"assistant"_s);
+        QCOMPARE(model->baseURL(), QString());
+        QCOMPARE(model->loadedMtime(), 0.0);
+        QVERIFY(model->rawDocument().isEmpty());
+    }
+
+    void aFileWithoutMaxTokensShows350()
+    {
+        writeConfig("{\"model\": \"m\"}");
+        const auto model = makeModel();
+        QCOMPARE(model->maxTokens(), u"350"_s);
+        QCOMPARE(model->apiTimeout(), u"30"_s);
+        QVERIFY(model->loadedMtime() > 0);
+    }
+
+    void selectionStartsOnTheFirstBot()
+    {
+        writeConfig("{\"bot_tokens\": [\"a\", \"b\"]}");
+        const auto model = makeModel();
+        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
+    }
+
+    void selectionStartsOnTheFirstDefaultsPageWithoutBots()
+    {
+        writeConfig("{}");
+        const auto model = makeModel();
+        QCOMPARE(model->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
+    }
+
+    void withoutAFileNothingIsSelected()
+    {
+        const auto model = makeModel();
+        QCOMPARE(model->selection(), std::nullopt);
+    }
+
+    void selectionOfABotThatNoLongerExistsIsRepairedOnApply()
+    {
+        writeConfig("{\"bot_tokens\": [\"a\", \"b\"]}");
+        const auto model = makeModel();
+        model->setSelection(SidebarItem::botAt(1));
+        model->applyDocument(QJsonObject{{"bot_tokens"_L1, QJsonArray{u"a"_s}}});
+        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
+        model->setSelection(SidebarItem::defaults(SectionID::Skills));
+        model->applyDocument(QJsonObject());
+        QCOMPARE(model->selection(), std::optional(SidebarItem::defaults(SectionID::Skills)));
+    }
+
+    void removingTheSelectedFirstBotSelectsTheBotThatMovedUp()
+    {
+        writeConfig("{\"bot_tokens\": [\"a\", \"b\"], \"bot_nicknames\": [\"A\", \"B\"]}");
+        const auto model = makeModel();
+        model->setSelection(SidebarItem::botAt(0));
+        model->removeBot(0);
+        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
+        QCOMPARE(model->botTokens(), QStringList{u"b"_s});
+        QCOMPARE(model->botNicknames(), QStringList{u"B"_s});
+        QCOMPARE(fileObject().value("bot_tokens"_L1).toArray(), QJsonArray{u"b"_s});
+        QCOMPARE(configChangedPosts(), 1);
+    }
+
+    void removingTheOnlyBotSelectsTheFirstDefaultsPage()
+    {
+        writeConfig("{\"bot_tokens\": [\"a\"]}");
+        const auto model = makeModel();
+        model->removeBot(0);
+        QCOMPARE(model->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
+        QVERIFY(model->botTokens().isEmpty());
+        QVERIFY(model->botProfiles().isEmpty());
+    }
+
+    void removingTheSelectedLastBotSelectsTheOneBefore()
+    {
+        writeConfig("{\"bot_tokens\": [\"a\", \"b\", \"c\"]}");
+        const auto model = makeModel();
+        model->setSelection(SidebarItem::botAt(2));
+        model->removeBot(2);
+        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(1)));
+    }
+
+    void removingAnotherBotKeepsTheSelectedNumber()
+    {
+        writeConfig("{\"bot_tokens\": [\"a\", \"b\", \"c\"]}");
+        const auto model = makeModel();
+        model->setSelection(SidebarItem::botAt(2));
+        model->removeBot(0);
+        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(2)));
+        QCOMPARE(model->botTokens().size(), 2);
+    }
+
+    void removingABotOutOfRangeChangesNothing()
+    {
+        writeConfig("{\"bot_tokens\": [\"a\"]}");
+        const auto model = makeModel();
+        model->removeBot(3);
+        model->removeBot(-1);
+        QCOMPARE(model->botTokens(), QStringList{u"a"_s});
+        QCOMPARE(configChangedPosts(), 0);
+    }
+
+    void aSaveFollowedByConfigChangedReloadsOnceAndASecondNotificationNothing()
+    {
+        writeConfig("{\"max_tokens\": 100}");
+        const auto model = makeModel();
+        model->setMaxTokens(u"abc"_s);
+        QVERIFY(model->saveAndNotify());
+        QCOMPARE(model->maxTokens(), u"100"_s);
+
+        // Something only in memory is replaced by the file when the notification reloads it.
+        model->setModelName(u"unsaved"_s);
+        QTRY_COMPARE(model->modelName(), QString());
+        const double loaded = model->loadedMtime();
+
+        // No write since: the second notification reloads nothing.
+        model->setModelName(u"still unsaved"_s);
+        m_transport.post(Notifications::configChanged());
+        QTest::qWait(20);
+        QCOMPARE(model->modelName(), u"still unsaved"_s);
+        QCOMPARE(model->loadedMtime(), loaded);
+    }
+
+    void aFileChangedByAnotherProgramIsPickedUpOnConfigChanged()
+    {
+        writeConfig("{\"model\": \"old\"}");
+        const auto model = makeModel();
+        TestSupport::writeFile(configPath(), "{\"model\": \"new\"}");
+        QCOMPARE(model->model(), u"old"_s); // no polling of the file
+        m_transport.post(Notifications::configChanged());
+        QTRY_COMPARE(model->model(), u"new"_s);
+    }
+
+    void canAddBotIsFalseWhileTheLastTokenIsBlanks()
+    {
+        const auto model = makeModel();
+        QVERIFY(model->canAddBot());
+        model->setBotTokens({u"   "_s});
+        QVERIFY(!model->canAddBot());
+        model->setBotTokens({u" \t"_s});
+        QVERIFY(!model->canAddBot());
+        model->setBotTokens({u" x "_s});
+        QVERIFY(model->canAddBot());
+    }
+
+    void addBotAppendsAlignedEmptyEntriesSavesAndSelectsIt()
+    {
+        const auto model = makeModel();
+        model->addBot();
+        QCOMPARE(model->botTokens(), QStringList{QString()});
+        QCOMPARE(model->botNicknames(), QStringList{QString()});
+        QCOMPARE(model->botProfiles(), QList<BotProfile>{BotProfile()});
+        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
+        QCOMPARE(configChangedPosts(), 1);
+        QCOMPARE(fileObject().value("bot_tokens"_L1).toArray(), QJsonArray{u""_s});
+
+        model->addBot(); // blocked: the last token is empty
+        QCOMPARE(model->botTokens().size(), 1);
+        model->setBotToken(0, u"123:abc"_s);
+        model->addBot();
+        QCOMPARE(model->botTokens().size(), 2);
+        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(1)));
+    }
+
+    void aCreatedFileIsReadableByItsOwnerOnly()
+    {
+        const auto model = makeModel();
+        QVERIFY(model->saveAndNotify());
+        QCOMPARE(QFile::permissions(configPath()) & 0x7777,
+                 QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser
+                     | QFileDevice::WriteUser);
+    }
+
+    void anExistingFileKeepsItsMode()
+    {
+        writeConfig("{}");
+        const auto mode = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ReadUser
+                          | QFileDevice::WriteUser | QFileDevice::ReadGroup
+                          | QFileDevice::ReadOther;
+        QVERIFY(QFile::setPermissions(configPath(), mode));
+        const auto model = makeModel();
+        QVERIFY(model->saveAndNotify());
+        QCOMPARE(QFile::permissions(configPath()) & 0x7777, mode);
+    }
+
+    void aSaveIntoAMissingFolderFailsWithTheTextAndPostsNothing()
+    {
+        const QString path = m_dir.filePath(u"missing/bot-config.json"_s);
+        SettingsModel model(path, ModelEnvironment{&m_transport});
+        model.setModel(u"edited"_s);
+        const auto failure = model.writeDocument();
+        QVERIFY(failure.has_value());
+        QVERIFY2(failure->startsWith(u"Could not write "_s + path + u": "_s), qPrintable(*failure));
+        QVERIFY(failure->size() > (u"Could not write "_s + path + u": "_s).size());
+        QVERIFY(!model.saveAndNotify());
+        QCOMPARE(m_transport.posts().size(), 0);
+        QCOMPARE(model.model(), u"edited"_s);
+        QVERIFY(!QFileInfo::exists(m_dir.filePath(u"missing"_s)));
+    }
+
+    void theWrittenFileIsPrettyPrintedWithSortedKeys()
+    {
+        writeConfig("{\"zeta\": 1, \"alpha\": 2}");
+        const auto model = makeModel();
+        QVERIFY(model->saveAndNotify());
+        const QByteArray bytes = TestSupport::readFile(configPath());
+        QVERIFY(bytes.startsWith("{\n    \"allowed_ids\": [\n"));
+        QVERIFY(bytes.indexOf("\"alpha\"") < bytes.indexOf("\"zeta\""));
+        QCOMPARE(bytes, ConfigDocument::serialise(fileObject()));
+    }
+
+    void fullDocumentRoundTripKeepsEveryProperty()
+    {
+        writeFixture(u"config/full.json"_s);
+        const auto first = makeModel();
+        QCOMPARE(first->botTokens().size(), 2);
+        QCOMPARE(first->fallbacks().size(), 2);
+        QVERIFY(first->saveAndNotify());
+        const auto second = makeModel();
+        auto withoutIds = [](ConfigValues v) {
+            for (Fallback &f : v.fallbacks)
+                f.id.clear();
+            for (BotProfile &p : v.botProfiles) {
+                for (Fallback &f : p.fallbacks)
+                    f.id.clear();
+            }
+            return v;
+        };
+        QCOMPARE(withoutIds(second->values()), withoutIds(first->values()));
+        QCOMPARE(second->values().allowedIDs, u"512807364, -1002718305964"_s);
+        QCOMPARE(second->values().botProfiles.first().disabledSkills,
+                 (QStringList{u"pdf"_s, u"voice"_s}));
+    }
+
+    void savingUnchangedValuesKeepsTheDocumentsValues()
+    {
+        writeFixture(u"config/full.json"_s);
+        const QJsonObject before = fileObject();
+        const auto model = makeModel();
+        QVERIFY(model->saveAndNotify());
+        const QJsonObject after = fileObject();
+        for (auto it = before.begin(); it != before.end(); ++it)
+            QVERIFY2(after.value(it.key()) == it.value(), qPrintable(it.key()));
+    }
+
+    void unknownKeysOfEveryTypeSurviveASave()
+    {
+        writeFixture(u"config/unknown-keys.json"_s);
+        const QJsonObject before = fileObject();
+        const auto model = makeModel();
+        model->setModel(u"changed"_s);
+        QVERIFY(model->saveAndNotify());
+        const QJsonObject after = fileObject();
+        for (const QString &key : before.keys()) {
+            if (key.startsWith(u"x_"_s) || key == u"skills_dir"_s)
+                QCOMPARE(after.value(key), before.value(key));
+        }
+        const QJsonArray beforeProfiles = before.value("bot_profiles"_L1).toArray();
+        const QJsonArray afterProfiles = after.value("bot_profiles"_L1).toArray();
+        for (qsizetype i = 0; i < beforeProfiles.size(); ++i) {
+            const QJsonObject b = beforeProfiles.at(i).toObject();
+            for (const QString &key : b.keys()) {
+                if (key.startsWith(u"x_"_s))
+                    QCOMPARE(afterProfiles.at(i).toObject().value(key), b.value(key));
+            }
+        }
+        QCOMPARE(after.value("x_integer"_L1).toInteger(), 9007199254740993LL);
+    }
+
+    void unreadableDocumentsLeaveTheModelUnchanged_data()
+    {
+        QTest::addColumn<QString>("fixture");
+        QTest::newRow("top-level array") << u"config/top-level-array.json"_s;
+        QTest::newRow("truncated") << u"config/truncated.json"_s;
+        QTest::newRow("non-UTF-8") << u"config/non-utf8.json"_s;
+    }
+    void unreadableDocumentsLeaveTheModelUnchanged()
+    {
+        QFETCH(QString, fixture);
+        writeConfig("{\"model\": \"before\", \"bot_tokens\": [\"a\"]}");
+        const auto model = makeModel();
+        const ConfigValues before = model->values();
+        writeFixture(fixture);
+        m_transport.post(Notifications::configChanged());
+        QTest::qWait(20);
+        model->loadFromDisk();
+        QCOMPARE(model->values().model, before.model);
+        QCOMPARE(model->values().botTokens, before.botTokens);
+        QCOMPARE(model->values().maxTokens, before.maxTokens);
+    }
+
+    void aDocumentWithEveryKeyMistypedLoadsTheDefaults()
+    {
+        writeFixture(u"config/every-key-mistyped.json"_s);
+        const auto model = makeModel();
+        const ConfigValues v = model->values();
+        QCOMPARE(v.baseURL, ConfigDocument::defaultBaseUrl());
+        QCOMPARE(v.apiKey, QString());
+        QCOMPARE(v.model, QString());
+        QCOMPARE(v.botTokens, QStringList());
+        QCOMPARE(v.botProfiles.size(), 0);
+        QCOMPARE(v.fallbacks.size(), 0);
+        QCOMPARE(v.maxTokens, u"350"_s);
+        QCOMPARE(v.chatBufferMax, u"40"_s); // 40.5 is not an integer
+        QCOMPARE(v.recallLimit, u"5"_s);
+        QCOMPARE(v.factCap, u"5000"_s);
+        QCOMPARE(v.researchMaxTokens, u"1200"_s);
+        QCOMPARE(v.apiTimeout, u"30"_s);
+        QCOMPARE(v.briefingTime, u"08:00"_s);
+        QCOMPARE(v.botMode, u"assistant"_s);
+        QCOMPARE(v.soulFile, u"~/.zandrel/soul.md"_s);
+        QCOMPARE(v.allowedIDs, QString());
+        QCOMPARE(v.triggerWords, QString());
+        QCOMPARE(v.showInDock, false);
+        QCOMPARE(v.backfillMissed, true);
+        QCOMPARE(v.autoMemory, true);
+        QCOMPARE(v.briefingCrypto, false);
+        QVERIFY(v.skillSources.isEmpty());
+        // Mistyped values stay in the document until a save overwrites their keys.
+        QCOMPARE(model->rawDocument().value("max_tokens"_L1), QJsonValue(u"500"_s));
+        QVERIFY(model->saveAndNotify());
+        QCOMPARE(fileObject().value("max_tokens"_L1), QJsonValue(350));
+        QCOMPARE(fileObject().value("skills_dir"_L1), QJsonValue(5));
+    }
+
+    void hugeIntegersAreNotNumbers()
+    {
+        writeFixture(u"config/huge-integer.json"_s);
+        const auto model = makeModel();
+        QCOMPARE(model->maxTokens(), u"350"_s);
+        QCOMPARE(model->recallLimit(), u"5"_s);
+        QCOMPARE(model->factCap(), u"9223372036854775807"_s);
+        QCOMPARE(model->apiTimeout(), u"-9223372036854775808"_s);
+        QVERIFY(model->saveAndNotify());
+        QCOMPARE(fileObject().value("fact_cap"_L1).toInteger(), std::numeric_limits<qint64>::max());
+    }
+
+    void typingLettersIntoANumberKeepsTheLastIntegerAfterTheReload()
+    {
+        writeConfig("{\"max_tokens\": 777}");
+        const auto model = makeModel();
+        model->setMaxTokens(u"lots"_s);
+        QVERIFY(model->saveAndNotify());
+        QCOMPARE(model->maxTokens(), u"777"_s);
+        QCOMPARE(fileObject().value("max_tokens"_L1), QJsonValue(777));
+    }
+
+    void eachPropertyAnnouncesItsOwnChange()
+    {
+        writeConfig("{\"model\": \"a\", \"api_key\": \"k\"}");
+        const auto model = makeModel();
+        QSignalSpy modelSpy(model.get(), &SettingsModel::modelChanged);
+        QSignalSpy keySpy(model.get(), &SettingsModel::apiKeyChanged);
+        QSignalSpy tokensSpy(model.get(), &SettingsModel::botTokensChanged);
+        model->applyDocument(QJsonObject{{"model"_L1, u"b"_s}, {"api_key"_L1, u"k"_s}});
+        QCOMPARE(modelSpy.size(), 1);
+        QCOMPARE(keySpy.size(), 0);
+        QCOMPARE(tokensSpy.size(), 0);
+        model->setModel(u"b"_s);
+        QCOMPARE(modelSpy.size(), 1); // same value: no announcement
+        QSignalSpy filterSpy(model.get(), &SettingsModel::filterChanged);
+        model->setFilter(u"api"_s);
+        QCOMPARE(filterSpy.size(), 1);
+    }
+
+    void canAddFallbackNeedsUrlAndModelOfTheLastRow()
+    {
+        const auto model = makeModel();
+        QVERIFY(model->canAddFallback());
+        model->addFallback();
+        QVERIFY(!model->canAddFallback());
+        model->setFallbackText(0, &Fallback::api_key, u"key"_s);
+        QVERIFY(!model->canAddFallback());
+        model->setFallbackText(0, &Fallback::base_url, u"http://x"_s);
+        QVERIFY(!model->canAddFallback());
+        model->setFallbackText(0, &Fallback::model, u" \t"_s);
+        QVERIFY(!model->canAddFallback());
+        model->setFallbackText(0, &Fallback::model, u"m"_s);
+        QVERIFY(model->canAddFallback());
+    }
+
+    void removingABackupProviderSavesTheRest()
+    {
+        writeFixture(u"config/full.json"_s);
+        const auto model = makeModel();
+        model->removeFallback(0);
+        QCOMPARE(model->fallbacks().size(), 1);
+        QCOMPARE(model->fallbacks().first().model, u"qwen"_s);
+        QCOMPARE(fileObject().value("fallbacks"_L1).toArray().size(), 1);
+        QCOMPARE(configChangedPosts(), 1);
+    }
+
+    void higherPriorityOnTheFirstBackupExchangesItWithThePrimary()
+    {
+        writeConfig(
+            "{\"base_url\": \"P\", \"api_key\": \"pk\", \"model\": \"pm\", \"model_name\": \"Pn\","
+            "\"fallbacks\": [{\"base_url\": \"A\", \"api_key\": \"ak\", \"model\": \"am\", "
+            "\"name\": \"An\"},"
+            "{\"base_url\": \"B\", \"model\": \"bm\"}]}");
+        const auto model = makeModel();
+        model->moveFallback(0, true);
+        QCOMPARE(model->baseURL(), u"A"_s);
+        QCOMPARE(model->apiKey(), u"ak"_s);
+        QCOMPARE(model->model(), u"am"_s);
+        QCOMPARE(model->modelName(), u"An"_s);
+        QCOMPARE(model->fallbacks().size(), 2);
+        QCOMPARE(model->fallbacks().at(0).base_url, u"P"_s);
+        QCOMPARE(model->fallbacks().at(0).name, u"Pn"_s);
+        QCOMPARE(model->fallbacks().at(1).base_url, u"B"_s);
+        QCOMPARE(fileObject().value("base_url"_L1), QJsonValue(u"A"_s));
+
+        model->moveFallback(1, false); // lower priority on the last one
+        QCOMPARE(model->fallbacks().at(1).base_url, u"B"_s);
+    }
+
+    void movingABackupMovesItsShownKeyFlag()
+    {
+        writeConfig("{\"fallbacks\": [{\"base_url\": \"A\", \"model\": \"a\"}, {\"base_url\": "
+                    "\"B\", \"model\": \"b\"},"
+                    "{\"base_url\": \"C\", \"model\": \"c\"}]}");
+        const auto model = makeModel();
+        model->toggleShowFallbackKey(0);
+        model->moveFallback(0, false);
+        QCOMPARE(model->fallbacks().at(1).base_url, u"A"_s);
+        QCOMPARE(model->showFallbackKeys(), QSet<int>{1});
+        model->moveFallback(2, true);
+        QCOMPARE(model->fallbacks().at(1).base_url, u"C"_s);
+        QCOMPARE(model->showFallbackKeys(), QSet<int>{2});
+    }
+
+    void botBackupModelsMoveWithoutTheirShownKeyFlags()
+    {
+        writeConfig(
+            "{\"bot_tokens\": [\"t\"], \"bot_profiles\": [{\"fallbacks\": ["
+            "{\"base_url\": \"A\", \"model\": \"a\"}, {\"base_url\": \"B\", \"model\": \"b\"}]}]}");
+        const auto model = makeModel();
+        model->toggleShowProfileKey(u"0-1"_s);
+        model->moveBotFallback(0, 0, true); // the first row cannot be promoted
+        QCOMPARE(model->botProfiles().first().fallbacks.first().base_url, u"A"_s);
+        model->moveBotFallback(0, 1, true);
+        QCOMPARE(model->botProfiles().first().fallbacks.first().base_url, u"B"_s);
+        QCOMPARE(model->showProfileKeys(), QSet<QString>{u"0-1"_s});
+        model->moveBotFallback(0, 1, false); // the last row cannot go lower
+        QCOMPARE(model->botProfiles().first().fallbacks.at(1).base_url, u"A"_s);
+        model->removeBotFallback(0, 0);
+        model->removeBotFallback(0, 5);
+        QCOMPARE(model->botProfiles().first().fallbacks.size(), 1);
+        model->addBotFallback(0);
+        QCOMPARE(model->botProfiles().first().fallbacks.size(), 2);
+        const QJsonArray written = fileObject()
+                                       .value("bot_profiles"_L1)
+                                       .toArray()
+                                       .first()
+                                       .toObject()
+                                       .value("fallbacks"_L1)
+                                       .toArray();
+        QCOMPARE(written.size(), 2);
+    }
+
+    void botLabelIsTheNicknameOrBotN()
+    {
+        writeConfig(
+            "{\"bot_tokens\": [\"a\", \"b\", \"c\"], \"bot_nicknames\": [\"\", \"Helper\", \"\"]}");
+        const auto model = makeModel();
+        QCOMPARE(model->botLabel(0), u"Bot 1"_s);
+        QCOMPARE(model->botLabel(1), u"Helper"_s);
+        QCOMPARE(model->botLabel(2), u"Bot 3"_s);
+        model->setBotNickname(2, u"Trading"_s);
+        QCOMPARE(model->botLabel(2), u"Trading"_s);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSettingsModel)
+#include "tst_settingsmodel.moc"
