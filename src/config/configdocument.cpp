@@ -369,12 +369,18 @@ QList<Fallback> readProviders(const QJsonValue &value)
 
 QJsonArray writeProviders(const QList<Fallback> &providers)
 {
+    // Keys made once and inserted in sorted order, so each insert is an append: a save with
+    // a thousand bots writes thousands of these.
+    static const QString apiKey = u"api_key"_s, baseUrl = u"base_url"_s, model = u"model"_s,
+                         name = u"name"_s;
     QJsonArray array;
     for (const Fallback &f : providers) {
-        array.append(QJsonObject{{"name"_L1, f.name},
-                                 {"base_url"_L1, f.base_url.trimmed()},
-                                 {"api_key"_L1, f.api_key},
-                                 {"model"_L1, f.model}});
+        QJsonObject object;
+        object.insert(apiKey, f.api_key);
+        object.insert(baseUrl, f.base_url.trimmed());
+        object.insert(model, f.model);
+        object.insert(name, f.name);
+        array.append(object);
     }
     return array;
 }

@@ -1,0 +1,163 @@
+// Loading, applying and writing configuration documents with many bots, beside the floor of
+// what QJsonDocument alone costs for the same bytes (parse, and serialise).
+#include "config/configdocument.h"
+#include "config/settingsmodel.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+
+#include <benchmark/benchmark.h>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+QJsonObject provider(int i, int j)
+{
+    return {{"name"_L1, u"Backup %1-%2"_s.arg(i).arg(j)},
+            {"base_url"_L1, u"https://provider%1.example.test/v1"_s.arg(j)},
+            {"api_key"_L1, u"sk-%1-%2-0123456789abcdef"_s.arg(i).arg(j)},
+            {"model"_L1, u"model-%1"_s.arg(j)}};
+}
+
+// A document with `bots` bots, each with three backup providers and every per-bot key set.
+QByteArray document(int bots)
+{
+    QJsonObject doc{{"base_url"_L1, u"https://api.example.test/v1"_s},
+                    {"api_key"_L1, u"sk-primary"_s},
+                    {"model"_L1, u"gpt-5"_s},
+                    {"model_name"_L1, u"Main"_s},
+                    {"allowed_ids"_L1, QJsonArray{1, 2, 3}},
+                    {"trigger_words"_L1, QJsonArray{u"hey"_s, u"bot"_s}},
+                    {"max_tokens"_L1, 4000},
+                    {"x_unknown"_L1, QJsonObject{{"kept"_L1, true}}}};
+    QJsonArray tokens, nicknames, profiles, fallbacks;
+    for (int j = 0; j < 3; ++j)
+        fallbacks.append(provider(0, j));
+    doc.insert("fallbacks"_L1, fallbacks);
+    for (int i = 0; i < bots; ++i) {
+        tokens.append(u"%1:AAH-token-of-bot"_s.arg(100000 + i));
+        nicknames.append(u"Bot nickname %1"_s.arg(i));
+        QJsonArray own;
+        for (int j = 0; j < 3; ++j)
+            own.append(provider(i, j));
+        profiles.append(QJsonObject{{"trigger_words"_L1, QJsonArray{u"w%1"_s.arg(i), u"x"_s}},
+                                    {"clip_trigger_words"_L1, QJsonArray{u"clip %1"_s.arg(i)}},
+                                    {"allowed_ids"_L1, QJsonArray{i, -100 - i}},
+                                    {"briefing_time"_L1, u"07:%1"_s.arg(i % 60, 2, 10, u'0')},
+                                    {"briefing_prompt"_L1, u"prompt %1"_s.arg(i)},
+                                    {"bot_mode"_L1, u"coder"_s},
+                                    {"base_url"_L1, u"https://bot%1.example.test/v1"_s.arg(i)},
+                                    {"api_key"_L1, u"sk-bot-%1"_s.arg(i)},
+                                    {"model"_L1, u"bot-model-%1"_s.arg(i)},
+                                    {"fallbacks"_L1, own},
+                                    {"enabled_skills"_L1, QJsonArray{u"pdf"_s, u"voice"_s}},
+                                    {"soul_file"_L1, u"~/.zandrel/soul-%1.md"_s.arg(i)},
+                                    {"x_service_key"_L1, i}});
+    }
+    doc.insert("bot_tokens"_L1, tokens);
+    doc.insert("bot_nicknames"_L1, nicknames);
+    doc.insert("bot_profiles"_L1, profiles);
+    return ConfigDocument::serialise(doc);
+}
+
+// Floor: parse the bytes with QJsonDocument alone.
+void floorParse(benchmark::State &state)
+{
+    const QByteArray bytes = document(int(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(QJsonDocument::fromJson(bytes).object().size());
+    state.SetBytesProcessed(state.iterations() * bytes.size());
+}
+
+// Floor: serialise the parsed document with QJsonDocument alone.
+void floorSerialise(benchmark::State &state)
+{
+    const QJsonObject object = QJsonDocument::fromJson(document(int(state.range(0)))).object();
+    for (auto _ : state)
+        benchmark::DoNotOptimize(QJsonDocument(object).toJson(QJsonDocument::Indented).size());
+}
+
+// Parse and apply: the bytes become every model value.
+void loadAndApply(benchmark::State &state)
+{
+    const QByteArray bytes = document(int(state.range(0)));
+    for (auto _ : state) {
+        const ConfigValues values = ConfigDocument::read(QJsonDocument::fromJson(bytes).object());
+        benchmark::DoNotOptimize(values.botProfiles.size());
+    }
+    state.SetBytesProcessed(state.iterations() * bytes.size());
+}
+
+// Update the document key by key from the values and serialise it.
+void write(benchmark::State &state)
+{
+    const QJsonObject original = QJsonDocument::fromJson(document(int(state.range(0)))).object();
+    const ConfigValues values = ConfigDocument::read(original);
+    for (auto _ : state) {
+        QJsonObject doc = original;
+        ConfigValues v = values;
+        ConfigDocument::write(v, doc);
+        benchmark::DoNotOptimize(ConfigDocument::serialise(doc).size());
+    }
+}
+
+// The whole model against a real file: load-from-disk, then write-document.
+void modelLoadAndWrite(benchmark::State &state)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"bot-config.json"_s);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        state.SkipWithError("cannot write the document");
+    file.write(document(int(state.range(0))));
+    file.close();
+    for (auto _ : state) {
+        SettingsModel model(path);
+        benchmark::DoNotOptimize(model.writeDocument().has_value());
+    }
+}
+
+// The floor of the line above: read, parse, serialise and write the same file.
+void floorFileRoundTrip(benchmark::State &state)
+{
+    QTemporaryDir dir;
+    const QString path = dir.filePath(u"bot-config.json"_s);
+    QFile out(path);
+    if (!out.open(QIODevice::WriteOnly))
+        state.SkipWithError("cannot write the document");
+    out.write(document(int(state.range(0))));
+    out.close();
+    for (auto _ : state) {
+        QFile in(path);
+        if (!in.open(QIODevice::ReadOnly))
+            state.SkipWithError("cannot read the document");
+        const QJsonDocument doc = QJsonDocument::fromJson(in.readAll());
+        in.close();
+        QFile back(path);
+        if (!back.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            state.SkipWithError("cannot write the document");
+        back.write(doc.toJson(QJsonDocument::Indented));
+    }
+}
+
+} // namespace
+
+BENCHMARK(floorParse)->Arg(1)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(loadAndApply)->Arg(1)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(floorSerialise)->Arg(1)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(write)->Arg(1)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(floorFileRoundTrip)->Arg(1)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+BENCHMARK(modelLoadAndWrite)->Arg(1)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
