@@ -24,10 +24,21 @@ struct StatusInfo {
     bool operator==(const StatusInfo &) const = default;
 };
 
+// The file name the bot service writes its status under, beside the configuration file.
+inline constexpr QLatin1StringView statusFileName{"varnook-status.json"};
+
+// A status file is a few hundred bytes; anything beyond this is not one and is not read.
+inline constexpr qint64 statusFileSizeLimit = 32 * 1024 * 1024;
+
 // The status file that lies beside the configuration file.
 QString statusFilePath(const QString &configPath);
 // Parses the bytes of a status file; nothing when they are not a JSON object.
 std::optional<StatusInfo> parseStatus(const QByteArray &bytes);
+// Reads and parses the status file at `path`; nothing when it is missing, not a regular file,
+// unreadable, too large or not a JSON object.
+std::optional<StatusInfo> readStatusFile(const QString &path);
+// The record as the bot service writes it, every key present.
+QByteArray serialiseStatus(const StatusInfo &status);
 
 QString formatCount(qint64 n);
 QString runningLabel(const StatusInfo &status);
@@ -35,8 +46,8 @@ QString tokensLabel(const StatusInfo &status);
 QString requestsByBotLabel(const StatusInfo &status);
 
 // Texts of the status rows of the Model page.
-QString statusLineText(const StatusInfo &status);    // "Stopped", "Running", "Running as …"
+QString statusLineText(const StatusInfo &status);      // "Stopped", "Running", "Running as …"
 QString primaryProviderText(const StatusInfo &status); // provider or "not configured"
-QString backupModelsText(const StatusInfo &status);  // "N configured"
+QString backupModelsText(const StatusInfo &status);    // "N configured"
 QString requestsText(const StatusInfo &status);
 QString tokensUsedText(const StatusInfo &status); // "—" or tokensLabel

@@ -1,5 +1,114 @@
-// PLACEHOLDER: replaced by the bot-service work.
+// The model's link to the bot service: reading the status file and the start, stop and restart
+// request with its wait for the outcome.
 #include "config/settingsmodel.h"
-void SettingsModel::refreshStatus() {}
-void SettingsModel::sendBotControl(const QString &) {}
-void SettingsModel::pollControl(const QString &, qint64, int) {}
+
+#include "service/notificationtransport.h"
+#include "service/statusinfo.h"
+
+#include <QTimer>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+constexpr QChar ellipsis = u'…';
+
+struct ActionTexts {
+    QString pending;
+    QString completion;
+};
+
+// Every blank-separated word with its first letter upper case and the rest lower case.
+QString capitaliseWords(const QString &text)
+{
+    QString result;
+    result.reserve(text.size());
+    bool wordStart = true;
+    qsizetype i = 0;
+    while (i < text.size()) {
+        // One whole character, so that a letter outside the first plane is not split.
+        const qsizetype length
+            = text.at(i).isHighSurrogate() && i + 1 < text.size() && text.at(i + 1).isLowSurrogate()
+                  ? 2
+                  : 1;
+        const QString character = text.mid(i, length);
+        if (character.at(0).isSpace()) {
+            result += character;
+            wordStart = true;
+        } else {
+            result += wordStart ? character.toUpper() : character.toLower();
+            wordStart = false;
+        }
+        i += length;
+    }
+    return result;
+}
+
+ActionTexts actionTexts(const QString &action)
+{
+    if (action == "start"_L1)
+        return {u"Starting…"_s, u"Started"_s};
+    if (action == "stop"_L1)
+        return {u"Stopping…"_s, u"Stopped"_s};
+    if (action == "restart"_L1)
+        return {u"Restarting…"_s, u"Restarted"_s};
+    const QString capitalised = capitaliseWords(action);
+    return {capitalised + ellipsis, capitalised};
+}
+
+} // namespace
+
+void SettingsModel::refreshStatus()
+{
+    // A missing, unreadable or malformed file keeps what is on screen.
+    if (const std::optional<StatusInfo> read = readStatusFile(statusFilePath(m_path)))
+        setStatus(*read);
+}
+
+void SettingsModel::sendBotControl(const QString &action)
+{
+    if (m_transport)
+        m_transport->post(Notifications::botControl(), {{u"action"_s, action}});
+    setControlMsg(actionTexts(action).pending);
+    // The pid as shown, not re-read: a restart is recognised by a pid other than this one.
+    pollControl(action, m_status.pid, 1);
+}
+
+// One poll of a control wait. Waits are independent: a second button press starts a second
+// wait, and nothing cancels either; the timers die with the model.
+void SettingsModel::pollControl(const QString &action, qint64 pidBefore, int attempt)
+{
+    refreshStatus();
+    const bool running = m_status.botRunning;
+
+    bool done = false;
+    if (action == "start"_L1) {
+        done = running;
+    } else if (action == "stop"_L1) {
+        done = !running;
+    } else {
+        // A restart, or an action this program does not know. "Saw stopped" describes this
+        // poll only (overwritten, never latched), so it needs no place in the wait's state:
+        // a poll that finds the service down is not done, and one that finds it up needs a
+        // known pid other than the one shown before the request. A service that went down
+        // and came back under the same pid has not visibly restarted.
+        const bool sawStopped = !running;
+        done = sawStopped ? running : m_status.pid != 0 && m_status.pid != pidBefore;
+    }
+
+    if (!done && attempt < controlMaxPolls) {
+        QTimer::singleShot(m_controlPollInterval, this, [this, action, pidBefore, attempt] {
+            pollControl(action, pidBefore, attempt + 1);
+        });
+        return;
+    }
+
+    // Shown even when the service never got there: the status line tells the truth within
+    // one refresh.
+    setControlMsg(u"✓ "_s + actionTexts(action).completion);
+    QTimer::singleShot(m_controlClearDelay, this, [this] {
+        // A newer request's pending text stays.
+        if (m_controlMsg && !m_controlMsg->contains(ellipsis))
+            setControlMsg(std::nullopt);
+    });
+}
