@@ -1,0 +1,92 @@
+#include "analytics/analytics.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace Analytics {
+
+namespace {
+
+// PostHog's own limit is generous; this keeps a request to an unresponsive host from living
+// for the whole session.
+constexpr int captureTimeout = 60000; // ms
+
+} // namespace
+
+Sender::Sender(QString host, QString projectKey, QString optOutMarker)
+    : m_host(std::move(host))
+    , m_projectKey(std::move(projectKey))
+    , m_optOutMarker(std::move(optOutMarker))
+{}
+
+QUrl Sender::captureUrl() const
+{
+    QString base = m_host;
+    while (base.endsWith(u'/'))
+        base.chop(1);
+    return QUrl(base + u"/capture/"_s);
+}
+
+QByteArray Sender::body(const QString &projectKey, const QString &event)
+{
+    // The same fixed identity for every installation and launch: events are counted, never
+    // told apart. No version, system or time stamp either.
+    const QJsonObject properties{
+        {u"distinct_id"_s, u"varnook-settings"_s},
+        {u"app"_s, u"varnook-settings"_s},
+    };
+    const QJsonObject object{
+        {u"api_key"_s, projectKey},
+        {u"event"_s, event},
+        {u"properties"_s, properties},
+    };
+    return QJsonDocument(object).toJson(QJsonDocument::Compact);
+}
+
+bool Sender::capture(const QString &event, QNetworkAccessManager *network) const
+{
+    if (!network || m_projectKey.isEmpty())
+        return false;
+    // Checked on every event, so creating the marker takes effect without a restart.
+    if (QFileInfo::exists(m_optOutMarker))
+        return false;
+    const QUrl url = captureUrl();
+    if (!url.isValid())
+        return false;
+
+    // The key travels in the body; no other header than the content type.
+    QNetworkRequest request(url);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    request.setTransferTimeout(captureTimeout);
+    QNetworkReply *reply = network->post(request, body(m_projectKey, event));
+    // Fire and forget: no status check, no retry, nothing stored.
+    QObject::connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+    return true;
+}
+
+QString defaultOptOutMarker()
+{
+    return QDir::homePath() + u"/.zandrel/analytics-off"_s;
+}
+
+const Sender &processSender()
+{
+    // A function-local static: made once, on the first event, and safe to reach from any thread.
+    static const Sender sender(QStringLiteral(VARNOOK_POSTHOG_HOST),
+                               qEnvironmentVariable("POSTHOG_KEY"), defaultOptOutMarker());
+    return sender;
+}
+
+void capture(const QString &event, QNetworkAccessManager *network)
+{
+    processSender().capture(event, network);
+}
+
+} // namespace Analytics
