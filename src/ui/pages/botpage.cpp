@@ -1,6 +1,440 @@
-// PLACEHOLDER: an empty page until this page is built.
+#include "ui/pages/botpage.h"
+
+#include "ui/controls/binding.h"
+#include "ui/controls/choicecontrol.h"
+#include "ui/controls/field.h"
+#include "ui/controls/icons.h"
+#include "ui/controls/settingrow.h"
+#include "ui/controls/timepicker.h"
+#include "ui/pages/botskillssheet.h"
+#include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
+#include "config/inheritance.h"
+#include "config/personafiles.h"
+#include "config/settingsmodel.h"
+#include "skills/skillcatalog.h"
 
-#include <QWidget>
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPushButton>
+#include <QTimer>
+#include <QToolButton>
+#include <QVBoxLayout>
 
-QWidget *createBotPage(SettingsModel *, int, QWidget *parent) { return new QWidget(parent); }
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+using Getter = std::function<QString()>;
+
+QString ownText(const SettingsModel *model, int bot, QString BotProfile::*field)
+{
+    const QList<BotProfile> &profiles = model->botProfiles();
+    return bot >= 0 && bot < profiles.size() ? profiles.at(bot).*field : QString();
+}
+
+qsizetype ownFallbackCount(const SettingsModel *model, int bot)
+{
+    const QList<BotProfile> &profiles = model->botProfiles();
+    return bot >= 0 && bot < profiles.size() ? profiles.at(bot).fallbacks.size() : 0;
+}
+
+// A row whose explainer says what the bot inherits or overrides, followed by the row's own
+// help, and follows both the bot's value and the default.
+SettingRow *inheritingRow(SettingsModel *model, int bot, const QString &title, QWidget *control,
+                          QString BotProfile::*field, Getter defaultValue,
+                          Bind::Signal defaultChanged, const QString &help = {})
+{
+    auto *row = new SettingRow(model, title, {}, control);
+    Bind::watch(model, row, {&SettingsModel::botProfilesChanged, defaultChanged},
+                [model, bot, row, field, defaultValue = std::move(defaultValue), help] {
+                    row->setExplainer(inheritanceText(ownText(model, bot, field), defaultValue())
+                                      + help);
+                });
+    return row;
+}
+
+Field *textField(SettingsModel *model, int bot, const QString &objectName,
+                 QString BotProfile::*field)
+{
+    auto *edit = new Field;
+    edit->setObjectName(objectName);
+    edit->bind(model, Bind::botProfileText(model, bot, field), [model] { model->saveAndNotify(); });
+    return edit;
+}
+
+QToolButton *iconButton(const QString &objectName, const QString &symbol, const QString &help)
+{
+    auto *button = new QToolButton;
+    button->setObjectName(objectName);
+    button->setAutoRaise(true);
+    button->setIconSize(QSize(16, 16));
+    Icons::setIcon(button, symbol);
+    button->setToolTip(help);
+    button->setAccessibleName(help);
+    return button;
+}
+
+void buildOwnFallbacks(SettingsModel *model, int bot, QVBoxLayout *layout)
+{
+    auto save = [model] { model->saveAndNotify(); };
+    const int count = int(ownFallbackCount(model, bot));
+    for (int j = 0; j < count; ++j) {
+        const QString prefix = u"botFallback%1"_s.arg(j);
+
+        auto *buttons = new QWidget;
+        auto *line = new QHBoxLayout(buttons);
+        line->setContentsMargins(0, 0, 0, 0);
+        line->setSpacing(2);
+        QToolButton *up = iconButton(prefix + u"Up"_s, u"chevron.up"_s, u"Higher priority"_s);
+        QToolButton *down = iconButton(prefix + u"Down"_s, u"chevron.down"_s, u"Lower priority"_s);
+        QToolButton *remove
+            = iconButton(prefix + u"Remove"_s, u"trash"_s, u"Remove this fallback"_s);
+        // The first row has nothing above it and the last nothing below.
+        up->setEnabled(j > 0);
+        down->setEnabled(j < count - 1);
+        line->addWidget(up);
+        line->addWidget(down);
+        line->addWidget(remove);
+        QObject::connect(up, &QToolButton::clicked, model,
+                         [model, bot, j] { model->moveBotFallback(bot, j, true); });
+        QObject::connect(down, &QToolButton::clicked, model,
+                         [model, bot, j] { model->moveBotFallback(bot, j, false); });
+        QObject::connect(remove, &QToolButton::clicked, model,
+                         [model, bot, j] { model->removeBotFallback(bot, j); });
+        // A hairline between the rows of one backup model and the next.
+        auto *rule = new QFrame;
+        rule->setFrameShape(QFrame::HLine);
+        rule->setFrameShadow(QFrame::Plain);
+        rule->setForegroundRole(QPalette::Midlight);
+        layout->addWidget(rule);
+        auto *header = new SettingRow(model, u"Backup model %1"_s.arg(j + 1), {}, buttons);
+        header->setObjectName(prefix + u"Header"_s);
+        header->titleLabel()->setFont(groupTitleFont(header->titleLabel()->font()));
+        layout->addWidget(header);
+
+        auto *url = new Field;
+        url->setObjectName(prefix + u"Url"_s);
+        url->bind(model, Bind::botFallbackText(model, bot, j, &Fallback::base_url), save);
+        auto *urlRow = new SettingRow(model, u"Fallback URL"_s, {}, url);
+        urlRow->setObjectName(prefix + u"UrlRow"_s);
+        layout->addWidget(urlRow);
+
+        auto *key = new SecretField(SecretField::keyHelp());
+        key->setObjectName(prefix + u"Key"_s);
+        key->bind(model, Bind::botFallbackText(model, bot, j, &Fallback::api_key), save,
+                  Bind::shownProfileKey(model, BotPage::fallbackKeyIdentity(bot, j)));
+        auto *keyRow
+            = new SettingRow(model, u"Fallback API key"_s, u"Empty for local servers."_s, key);
+        keyRow->setObjectName(prefix + u"KeyRow"_s);
+        layout->addWidget(keyRow);
+
+        auto *modelField = new Field;
+        modelField->setObjectName(prefix + u"Model"_s);
+        modelField->bind(model, Bind::botFallbackText(model, bot, j, &Fallback::model), save);
+        auto *modelRow = new SettingRow(model, u"Fallback model"_s,
+                                        u"e.g. deepseek-v4-flash-free."_s, modelField);
+        modelRow->setObjectName(prefix + u"ModelRow"_s);
+        layout->addWidget(modelRow);
+    }
+    if (count > 0) {
+        // Unlike the defaults' list, a bot may add rows before finishing the last one.
+        auto *add = new QPushButton(u"Add fallback provider"_s);
+        add->setObjectName(u"addBotFallback"_s);
+        Icons::setIcon(add, u"plus.circle"_s);
+        QObject::connect(add, &QPushButton::clicked, model,
+                         [model, bot] { model->addBotFallback(bot); });
+        auto *line = new QHBoxLayout;
+        line->setContentsMargins(0, 6, 0, 4);
+        line->addWidget(add);
+        line->addStretch(1);
+        layout->addLayout(line);
+    }
+}
+
+} // namespace
+
+QString BotPage::introText(const QString &label)
+{
+    return u"Settings on this page belong to "_s + label + u" only. "_s
+           + u"Empty fields follow the defaults — each row shows "_s + u"what "_s + label
+           + u" actually uses."_s;
+}
+
+QString BotPage::fallbackKeyIdentity(int bot, int row)
+{
+    return QString::number(bot) + u'-' + QString::number(row);
+}
+
+QString BotPage::primaryKeyIdentity(int bot)
+{
+    return QString::number(bot) + u"-key"_s;
+}
+
+QString BotPage::modeCustomKey()
+{
+    return u"\\(i):mode"_s;
+}
+
+QString BotPage::soulCustomKey(int bot)
+{
+    return QString::number(bot) + u":soul"_s;
+}
+
+BotPage::BotPage(SettingsModel *model, int bot, QWidget *parent)
+    : QWidget(parent)
+    , m_model(model)
+    , m_bot(bot)
+    , m_page(new SettingsPage(model, {}))
+{
+    setObjectName(u"botPage"_s);
+    m_page->setObjectName(u"botScroll"_s);
+    auto *layout = new QVBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(m_page);
+
+    QLabel *intro = m_page->setIntro({});
+    Bind::watch(model, this,
+                {&SettingsModel::botNicknamesChanged, &SettingsModel::botTokensChanged},
+                [this, intro] {
+                    const QString label = m_model->botLabel(m_bot);
+                    m_page->headingLabel()->setText(label);
+                    m_page->headingLabel()->setVisible(true);
+                    intro->setText(introText(label));
+                });
+
+    buildAbout();
+    buildTelegram();
+    buildProvider();
+    buildSkills();
+    buildRemove();
+
+    connect(model, &SettingsModel::skillsBotChanged, this, &BotPage::syncSheet);
+    // After construction, so that a sheet asked for before this page existed opens on top of
+    // the page rather than before it.
+    QTimer::singleShot(0, this, &BotPage::syncSheet);
+}
+
+BotPage::~BotPage()
+{
+    // The sheet belongs to this page; when the page goes (another page is chosen, the bots
+    // change shape) the sheet goes with it, and the model must not say it is still open. The
+    // window deletes pages later, so the model may already be gone.
+    if (!m_sheet)
+        return;
+    m_sheet->disconnect(this);
+    delete m_sheet;
+    if (m_model) {
+        disconnect(m_model, nullptr, this, nullptr);
+        if (m_model->skillsBot() == m_bot)
+            m_model->setSkillsBot(std::nullopt);
+    }
+}
+
+void BotPage::syncSheet()
+{
+    if (!m_model)
+        return;
+    const bool wanted = m_model->skillsBot() == m_bot;
+    if (wanted && !m_sheet) {
+        m_sheet = new BotSkillsSheet(m_model, m_bot, this);
+        m_sheet->setAttribute(Qt::WA_DeleteOnClose);
+        connect(m_sheet, &QDialog::finished, this, [this] {
+            if (m_model->skillsBot() == m_bot)
+                m_model->setSkillsBot(std::nullopt);
+        });
+        m_sheet->open();
+    } else if (!wanted && m_sheet) {
+        m_sheet->reject();
+    }
+}
+
+void BotPage::buildAbout()
+{
+    auto save = [this] { m_model->saveAndNotify(); };
+    SettingsGroup *group = m_page->addGroup(u"About this bot"_s);
+
+    auto *token = new SecretField(SecretField::tokenHelp());
+    token->setObjectName(u"botToken"_s);
+    token->bind(m_model, Bind::botToken(m_model, m_bot), save, Bind::shownToken(m_model, m_bot));
+    group->addWidget(new SettingRow(
+        m_model, u"Bot token"_s,
+        u"From @BotFather after /newbot (e.g. 123456:ABC-DEF…). Stored in your config file only."_s,
+        token));
+
+    auto *nickname = new Field;
+    nickname->setObjectName(u"botNickname"_s);
+    nickname->bind(m_model, Bind::botNickname(m_model, m_bot), save);
+    group->addWidget(new SettingRow(m_model, u"Nickname"_s,
+                                    u"Used in status, logs and the sidebar (e.g. \"Trading\")."_s,
+                                    nickname));
+}
+
+void BotPage::buildTelegram()
+{
+    SettingsModel *model = m_model;
+    const int bot = m_bot;
+    auto save = [model] { model->saveAndNotify(); };
+    SettingsGroup *group = m_page->addGroup(u"Telegram"_s);
+
+    group->addWidget(inheritingRow(
+        model, bot, u"Allowed chat IDs"_s,
+        textField(model, bot, u"botAllowedIds"_s, &BotProfile::allowedIDs), &BotProfile::allowedIDs,
+        [model] { return model->allowedIDs(); }, &SettingsModel::allowedIDsChanged));
+    group->addWidget(inheritingRow(
+        model, bot, u"Trigger words"_s,
+        textField(model, bot, u"botTriggerWords"_s, &BotProfile::triggerWords),
+        &BotProfile::triggerWords, [model] { return model->triggerWords(); },
+        &SettingsModel::triggerWordsChanged,
+        u" Words that make the bot answer in groups (besides @mention/reply)."_s));
+    group->addWidget(inheritingRow(
+        model, bot, u"Clip words"_s,
+        textField(model, bot, u"botClipWords"_s, &BotProfile::clipTriggerWords),
+        &BotProfile::clipTriggerWords, [model] { return model->clipTriggerWords(); },
+        &SettingsModel::clipTriggerWordsChanged,
+        u" Words that grab an attached video/audio as a clip."_s));
+
+    auto *time = new TimePickerView;
+    time->setObjectName(u"botBriefingTime"_s);
+    time->bind(
+        model, Bind::botProfileText(model, bot, &BotProfile::briefingTime),
+        [model] { return model->briefingTime(); }, {&SettingsModel::briefingTimeChanged}, save);
+    time->setUseGlobal([model, bot] {
+        model->setBotProfileText(bot, &BotProfile::briefingTime, QString());
+        model->saveAndNotify();
+    });
+    group->addWidget(inheritingRow(
+        model, bot, u"Daily briefing time"_s, time, &BotProfile::briefingTime,
+        [model] { return model->briefingTime(); }, &SettingsModel::briefingTimeChanged));
+
+    group->addWidget(inheritingRow(
+        model, bot, u"Briefing prompt"_s,
+        textField(model, bot, u"botBriefingPrompt"_s, &BotProfile::briefingPrompt),
+        &BotProfile::briefingPrompt, [model] { return model->briefingPrompt(); },
+        &SettingsModel::briefingPromptChanged));
+
+    auto *mode = new ModeControl;
+    mode->setObjectName(u"botMode"_s);
+    mode->bind(model, [model] { return model->botMode(); }, modeCustomKey(),
+               Bind::botProfileText(model, bot, &BotProfile::botMode), save,
+               {&SettingsModel::botModeChanged});
+    group->addWidget(new SettingRow(model, u"Mode"_s, u"Empty uses the default mode."_s, mode));
+
+    auto *persona = new ChoiceControl;
+    persona->setObjectName(u"botPersona"_s);
+    persona->bind(
+        model, [model] { return model->soulFile(); },
+        [model] { return personaFiles(model->soulFile()); }, soulCustomKey(bot),
+        Bind::botProfileText(model, bot, &BotProfile::soulFile), save,
+        {&SettingsModel::soulFileChanged});
+    group->addWidget(inheritingRow(
+        model, bot, u"Persona"_s, persona, &BotProfile::soulFile,
+        [model] { return model->soulFile(); }, &SettingsModel::soulFileChanged));
+}
+
+void BotPage::buildProvider()
+{
+    SettingsModel *model = m_model;
+    const int bot = m_bot;
+    auto save = [model] { model->saveAndNotify(); };
+    SettingsGroup *group = m_page->addGroup(u"Provider"_s);
+
+    group->addWidget(inheritingRow(
+        model, bot, u"Server URL"_s, textField(model, bot, u"botBaseUrl"_s, &BotProfile::baseURL),
+        &BotProfile::baseURL, [model] { return model->baseURL(); },
+        &SettingsModel::baseURLChanged));
+
+    auto *key = new SecretField(SecretField::keyHelp());
+    key->setObjectName(u"botApiKey"_s);
+    const QString keyIdentity = primaryKeyIdentity(bot);
+    key->bind(model, Bind::botProfileText(model, bot, &BotProfile::apiKey), save,
+              Bind::shownProfileKey(model, keyIdentity));
+    auto *keyRow = new SettingRow(model, u"API key"_s, {}, key);
+    // The inherited key is named like any default, but masked like the field above it until
+    // this row's eye shows keys in clear.
+    Bind::watch(model, keyRow,
+                {&SettingsModel::botProfilesChanged, &SettingsModel::apiKeyChanged,
+                 &SettingsModel::showProfileKeysChanged},
+                [model, bot, keyRow, keyIdentity] {
+                    const QString &defaultKey = model->apiKey();
+                    const bool shown = model->showProfileKeys().contains(keyIdentity);
+                    const QString named
+                        = shown || defaultKey.isEmpty() ? defaultKey : QString(8, QChar(0x2022));
+                    keyRow->setExplainer(
+                        inheritanceText(ownText(model, bot, &BotProfile::apiKey), named));
+                });
+    group->addWidget(keyRow);
+
+    group->addWidget(inheritingRow(
+        model, bot, u"Model name"_s, textField(model, bot, u"botModel"_s, &BotProfile::model),
+        &BotProfile::model, [model] { return model->model(); }, &SettingsModel::modelChanged));
+
+    auto *addFirst = new QPushButton(u"Add this bot's own backup models"_s);
+    addFirst->setObjectName(u"addOwnFallbacks"_s);
+    connect(addFirst, &QPushButton::clicked, this, [model, bot] { model->addBotFallback(bot); });
+    auto *backups = new SettingRow(model, u"Backup models"_s, {}, addFirst);
+    Bind::watch(model, backups, {&SettingsModel::botProfilesChanged},
+                [model, bot, backups, addFirst] {
+                    const bool none = ownFallbackCount(model, bot) == 0;
+                    backups->setExplainer(none ? u"Inherits the default (no backup models)."_s
+                                               : u"Tried after this bot's primary model fails."_s);
+                    addFirst->setVisible(none);
+                });
+    group->addWidget(backups);
+
+    group->addWidget(new DynamicBlock(
+        model, {&SettingsModel::botProfilesChanged},
+        [model, bot] { return QString::number(ownFallbackCount(model, bot)); },
+        [model, bot](QVBoxLayout *layout) { buildOwnFallbacks(model, bot, layout); }));
+}
+
+void BotPage::buildSkills()
+{
+    SettingsGroup *group = m_page->addGroup(u"Skills"_s);
+
+    auto *control = new QWidget;
+    auto *line = new QHBoxLayout(control);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(10);
+    QLabel *summary = secondaryLabel();
+    summary->setObjectName(u"botSkillsSummary"_s);
+    summary->setWordWrap(false);
+    auto *open = new QPushButton(u"Choose skills…"_s);
+    open->setObjectName(u"botSkillsOpen"_s);
+    open->setToolTip(u"Switch skills off for this bot only"_s);
+    line->addWidget(summary);
+    line->addWidget(open);
+
+    auto *row = new SettingRow(m_model, u"Skill overrides"_s,
+                               u"This bot's skill overrides, on top of the defaults."_s, control);
+    group->addWidget(row);
+    Bind::watch(m_model, summary, {&SettingsModel::botProfilesChanged}, [this, summary] {
+        summary->setText(SkillCatalog::botSkillsSummary(m_model->botOverrideCount(m_bot)));
+    });
+    connect(open, &QPushButton::clicked, this, [this] { m_model->setSkillsBot(m_bot); });
+}
+
+void BotPage::buildRemove()
+{
+    auto *box = new QWidget;
+    box->setObjectName(u"removeBotBox"_s);
+    auto *line = new QHBoxLayout(box);
+    line->setContentsMargins(0, 4, 0, 0);
+    auto *remove = new QPushButton(u"Remove this bot"_s);
+    remove->setObjectName(u"removeBot"_s);
+    Icons::setIcon(remove, u"trash"_s);
+    remove->setToolTip(u"Remove this bot's token, nickname and own settings"_s);
+    line->addWidget(remove);
+    line->addStretch(1);
+    m_page->addWidget(box);
+    // Removing the bot replaces this page; the window deletes it later, once this click is
+    // over.
+    connect(remove, &QPushButton::clicked, this,
+            [model = m_model.data(), bot = m_bot] { model->removeBot(bot); });
+}
+
+QWidget *createBotPage(SettingsModel *model, int bot, QWidget *parent)
+{
+    return new BotPage(model, bot, parent);
+}

@@ -1,0 +1,350 @@
+// The per-bot skills sheet: its switches on the bot's own list, the footer and "Reset to
+// default", the title that follows the bot's name, and the model's record of the open sheet.
+#include "ui/pages/botskillssheet.h"
+
+#include "ui/contentview.h"
+#include "ui/controls/settingrow.h"
+#include "ui/mainwindow.h"
+#include "ui/pages/botpage.h"
+#include "ui/pages/pagekit.h"
+#include "config/settingsmodel.h"
+#include "service/notificationtransport.h"
+#include "support/uisupport.h"
+
+#include <QAbstractButton>
+#include <QCheckBox>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QLabel>
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+void settle()
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < 80) {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+}
+
+QStringList jsonStrings(const QJsonValue &value)
+{
+    QStringList list;
+    for (const QJsonValue &item : value.toArray())
+        list.append(item.toString());
+    return list;
+}
+
+QByteArray twoBots(const QByteArray &firstProfile = "{}", const QByteArray &globalOff = "[]")
+{
+    return "{\"bot_tokens\": [\"1:A\", \"2:B\"], \"bot_nicknames\": [\"Trading\", \"\"],"
+           " \"enabled_skills\": "
+           + globalOff + ", \"bot_profiles\": [" + firstProfile + ", {}]}";
+}
+
+// Every control a keyboard can reach has a name tests and tools can find it by, and every
+// icon-only button says what it does.
+QStringList unnamedOrSilentControls(const QWidget *root)
+{
+    QStringList problems;
+    for (QWidget *widget : root->findChildren<QWidget *>()) {
+        if (widget->focusPolicy() == Qt::NoFocus || !widget->isVisible())
+            continue;
+        if (widget->objectName().isEmpty())
+            problems.append(QString::fromLatin1(widget->metaObject()->className()));
+        const auto *button = qobject_cast<QAbstractButton *>(widget);
+        if (!button || !button->text().isEmpty())
+            continue;
+        // A switch is named by its row's title; an icon button by its help text.
+        const bool isSwitch = qobject_cast<const QCheckBox *>(button) != nullptr;
+        const bool silent = isSwitch ? button->accessibleName().isEmpty()
+                                     : button->toolTip().isEmpty()
+                                           || button->accessibleName() != button->toolTip();
+        if (silent)
+            problems.append(button->objectName());
+    }
+    return problems;
+}
+
+} // namespace
+
+class TestBotSkillsSheet final : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    InMemoryTransport m_transport;
+    std::unique_ptr<SettingsModel> m_model;
+    std::unique_ptr<BotSkillsSheet> m_sheet;
+
+    QString configPath() const { return m_dir.filePath(u"bot-config.json"_s); }
+    QString skillsPath() const { return m_dir.filePath(u"skills"_s); }
+    QJsonObject fileProfile(int bot) const
+    {
+        return UiSupport::readConfig(configPath())
+            .value("bot_profiles"_L1)
+            .toArray()
+            .at(bot)
+            .toObject();
+    }
+    void writeSkill(const QString &name, const QByteArray &bytes)
+    {
+        QDir().mkpath(skillsPath());
+        TestSupport::writeFile(skillsPath() + u'/' + name + u".md"_s, bytes);
+    }
+    void load(const QByteArray &config)
+    {
+        UiSupport::writeConfig(configPath(), config);
+        m_model = std::make_unique<SettingsModel>(configPath(), ModelEnvironment{&m_transport});
+        m_model->loadSkillsAndFeatures();
+        m_transport.clear();
+    }
+    // Shown without a modal loop: show() returns at once.
+    BotSkillsSheet *open(int bot)
+    {
+        m_sheet = std::make_unique<BotSkillsSheet>(m_model.get(), bot);
+        m_sheet->show();
+        if (!QTest::qWaitForWindowExposed(m_sheet.get()))
+            return nullptr;
+        return m_sheet.get();
+    }
+    SwitchButton *toggle(const QString &skill) const
+    {
+        return UiSupport::find<SwitchButton>(m_sheet.get(), u"botSkill:"_s + skill);
+    }
+    QStringList groupTitles() const
+    {
+        QStringList titles;
+        for (SettingsGroup *group : m_sheet->findChildren<SettingsGroup *>()) {
+            if (group->isVisible())
+                titles.append(group->titleLabel()->text());
+        }
+        return titles;
+    }
+
+private Q_SLOTS:
+    void init()
+    {
+        QDir(skillsPath()).removeRecursively();
+        m_transport.clear();
+        writeSkill(u"stock-research"_s, "---\ndescription: Deep-dive one stock.\n---\n");
+        writeSkill(u"briefing"_s, "# Briefing\n");
+        writeSkill(u"memory"_s, "# Memory\n");
+        writeSkill(u"weather"_s, "# Weather\n");
+        writeSkill(u"pdf"_s, "# PDF\n");
+    }
+    void cleanup()
+    {
+        m_sheet.reset();
+        m_model.reset();
+        QFile::remove(configPath());
+    }
+
+    void sheetShowsTitleCaptionAndSkillsGroupedAsOnTheSkillsPage()
+    {
+        load(twoBots());
+        BotSkillsSheet *sheet = open(0);
+        QCOMPARE(sheet->titleLabel()->text(), u"Skills for Trading"_s);
+        QCOMPARE(sheet->windowTitle(), u"Skills for Trading"_s);
+        QCOMPARE(UiSupport::find<QLabel>(sheet, u"sheetCaption"_s)->text(),
+                 u"This list is the bot's override; Reset to default clears it."_s);
+        QCOMPARE(groupTitles(), (QStringList{u"Research"_s, u"Daily"_s, u"Tools"_s, u"General"_s,
+                                             u"From registry"_s}));
+        for (const QString &skill :
+             {u"stock-research"_s, u"briefing"_s, u"memory"_s, u"weather"_s, u"pdf"_s})
+            QVERIFY2(toggle(skill)->isChecked(), qPrintable(skill));
+        QCOMPARE(sheet->footerLabel()->text(), u"Follows the defaults exactly."_s);
+        QVERIFY(!sheet->resetButton()->isVisible());
+        QCOMPARE(sheet->doneButton()->text(), u"Done"_s);
+    }
+
+    void unnamedBotIsCalledByItsNumberAndTheTitleFollowsItsNickname()
+    {
+        load(twoBots());
+        BotSkillsSheet *sheet = open(1);
+        QCOMPARE(sheet->titleLabel()->text(), u"Skills for Bot 2"_s);
+        m_model->setBotNickname(1, u"<i>News</i>"_s);
+        QCOMPARE(sheet->titleLabel()->text(), u"Skills for <i>News</i>"_s);
+        for (QLabel *label : sheet->findChildren<QLabel *>())
+            QCOMPARE(label->textFormat(), Qt::PlainText);
+    }
+
+    void switchesAreOnExceptForTheBotsOwnDisabledNames()
+    {
+        load(twoBots("{\"enabled_skills\": [\"weather\", \"pdf\"]}"));
+        BotSkillsSheet *sheet = open(0);
+        QVERIFY(!toggle(u"weather"_s)->isChecked());
+        QVERIFY(!toggle(u"pdf"_s)->isChecked());
+        QVERIFY(toggle(u"memory"_s)->isChecked());
+        QCOMPARE(sheet->footerLabel()->text(), u"2 skill(s) disabled on top of the defaults."_s);
+        QVERIFY(sheet->resetButton()->isVisible());
+    }
+
+    void switchingOffAddsTheNameOnceAndSaves()
+    {
+        load(twoBots());
+        BotSkillsSheet *sheet = open(0);
+        QTest::mouseClick(toggle(u"memory"_s), Qt::LeftButton);
+        QCOMPARE(jsonStrings(fileProfile(0).value("enabled_skills"_L1)), QStringList{u"memory"_s});
+        QCOMPARE(m_transport.posts().size(), 1);
+        QCOMPARE(sheet->footerLabel()->text(), u"1 skill(s) disabled on top of the defaults."_s);
+        QVERIFY(sheet->resetButton()->isVisible());
+        // The other bot and the global list are untouched.
+        QVERIFY(!fileProfile(1).contains("enabled_skills"_L1));
+        QVERIFY(UiSupport::readConfig(configPath()).value("enabled_skills"_L1).toArray().isEmpty());
+    }
+
+    void switchingOnRemovesEveryOccurrence()
+    {
+        load(twoBots("{\"enabled_skills\": [\"memory\", \"weather\", \"memory\"]}"));
+        open(0);
+        QVERIFY(!toggle(u"memory"_s)->isChecked());
+        QTest::mouseClick(toggle(u"memory"_s), Qt::LeftButton);
+        QVERIFY(toggle(u"memory"_s)->isChecked());
+        QCOMPARE(jsonStrings(fileProfile(0).value("enabled_skills"_L1)), QStringList{u"weather"_s});
+    }
+
+    void resetToDefaultClearsTheBotsList()
+    {
+        load(twoBots("{\"enabled_skills\": [\"weather\", \"pdf\"]}"));
+        BotSkillsSheet *sheet = open(0);
+        QTest::mouseClick(sheet->resetButton(), Qt::LeftButton);
+        QVERIFY(m_model->botProfiles().at(0).disabledSkills.isEmpty());
+        QVERIFY(!fileProfile(0).contains("enabled_skills"_L1));
+        QCOMPARE(sheet->footerLabel()->text(), u"Follows the defaults exactly."_s);
+        QVERIFY(!sheet->resetButton()->isVisible());
+        QVERIFY(toggle(u"weather"_s)->isChecked());
+        QVERIFY(toggle(u"pdf"_s)->isChecked());
+    }
+
+    void skillOffGloballyStaysOffForTheBotWhateverItsList()
+    {
+        load(twoBots("{}", "[\"briefing\"]"));
+        open(0);
+        SwitchButton *briefing = toggle(u"briefing"_s);
+        // The bot's list does not hold it, yet it shows off and cannot be switched on here.
+        QVERIFY(!briefing->isChecked());
+        QVERIFY(!briefing->isEnabled());
+        QVERIFY(!m_model->effectiveEnabled(0, u"briefing"_s));
+        auto *row = UiSupport::find<ToggleRow>(m_sheet.get(), u"botSkillRow:briefing"_s);
+        QCOMPARE(row->explainer(), u"Switched off for every bot on the Skills & Features page."_s);
+        QTest::mouseClick(briefing, Qt::LeftButton);
+        QVERIFY(m_model->botProfiles().at(0).disabledSkills.isEmpty());
+
+        // Switched back on globally, the bot follows at once.
+        m_model->setSkillEnabled(u"briefing"_s, true);
+        QVERIFY(briefing->isEnabled());
+        QVERIFY(briefing->isChecked());
+        QVERIFY(m_model->effectiveEnabled(0, u"briefing"_s));
+    }
+
+    void newlyInstalledSkillAppearsInTheOpenSheet()
+    {
+        load(twoBots());
+        open(0);
+        QVERIFY(!m_sheet->findChild<QWidget *>(u"botSkill:currency"_s));
+        writeSkill(u"currency"_s, "# Currency\n");
+        m_model->loadSkillsAndFeatures();
+        settle();
+        QVERIFY(toggle(u"currency"_s));
+        QVERIFY(toggle(u"currency"_s)->isChecked());
+    }
+
+    void doneClosesTheSheetAndEscapeDoesToo()
+    {
+        load(twoBots());
+        BotSkillsSheet *sheet = open(0);
+        QTest::mouseClick(sheet->doneButton(), Qt::LeftButton);
+        QVERIFY(!sheet->isVisible());
+        QCOMPARE(sheet->result(), int(QDialog::Accepted));
+        sheet->show();
+        QVERIFY(QTest::qWaitForWindowExposed(sheet));
+        QTest::keyClick(sheet, Qt::Key_Escape);
+        QVERIFY(!sheet->isVisible());
+    }
+
+    void openSheetIsRecordedInTheModelUntilItCloses()
+    {
+        load(twoBots());
+        BotPage page(m_model.get(), 0);
+        page.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&page));
+        QTest::mouseClick(UiSupport::find<QPushButton>(&page, u"botSkillsOpen"_s), Qt::LeftButton);
+        QCOMPARE(m_model->skillsBot(), std::optional<int>(0));
+        QTRY_VERIFY(page.skillsSheet() && page.skillsSheet()->isVisible());
+        // Edits in the sheet show on the page behind it.
+        QTest::mouseClick(page.skillsSheet()->findChild<SwitchButton *>(u"botSkill:weather"_s),
+                          Qt::LeftButton);
+        QCOMPARE(UiSupport::find<QLabel>(&page, u"botSkillsSummary"_s)->text(),
+                 u"1 skill(s) disabled on top of the defaults"_s);
+        QTest::keyClick(page.skillsSheet(), Qt::Key_Escape);
+        QVERIFY(!m_model->skillsBot());
+        QTRY_VERIFY(!page.skillsSheet());
+
+        // The model can ask for the sheet too, and take it away again.
+        m_model->setSkillsBot(0);
+        QTRY_VERIFY(page.skillsSheet() && page.skillsSheet()->isVisible());
+        m_model->setSkillsBot(std::nullopt);
+        QTRY_VERIFY(!page.skillsSheet());
+        // Another bot's sheet is not this page's business.
+        m_model->setSkillsBot(1);
+        settle();
+        QVERIFY(!page.skillsSheet());
+    }
+
+    void everyControlIsNamedAndIconButtonsCarryTheirHelp()
+    {
+        load(twoBots("{\"enabled_skills\": [\"weather\"]}"));
+        BotSkillsSheet *sheet = open(0);
+        {
+            const QStringList problems = unnamedOrSilentControls(sheet);
+            QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u", "_s)));
+        }
+    }
+
+    void renderingOfTheSheetOverTheWindow()
+    {
+        load(twoBots("{\"enabled_skills\": [\"weather\"]}", "[\"briefing\"]"));
+        MainWindow window;
+        window.setContentView(new ContentView(m_model.get()));
+        window.resize(MainWindow::initialSize());
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        m_model->setSelection(SidebarItem::botAt(0));
+        settle();
+        m_model->setSkillsBot(0);
+        settle();
+        auto *page = window.findChild<BotPage *>();
+        QVERIFY(page);
+        BotSkillsSheet *sheet = page->skillsSheet();
+        QVERIFY(sheet);
+        QVERIFY(QTest::qWaitForWindowExposed(sheet));
+        settle();
+        // Every switch and the footer fit inside the sheet.
+        for (SwitchButton *sw : sheet->findChildren<SwitchButton *>()) {
+            if (!sw->isVisible())
+                continue;
+            const QRect box(sw->mapTo(sheet, QPoint()), sw->size());
+            QVERIFY2(box.right() < sheet->width(), qPrintable(sw->objectName()));
+        }
+        const QString folder = QStringLiteral(VARNOOK_BINARY_DIR "/renderings");
+        QVERIFY(QDir().mkpath(folder));
+        QVERIFY(sheet->grab().save(folder + u"/bot-skills-sheet.png"_s, "PNG"));
+        QVERIFY(!QImage(folder + u"/bot-skills-sheet.png"_s).isNull());
+        sheet->reject();
+        settle();
+        QVERIFY(!m_model->skillsBot());
+        window.hide();
+    }
+};
+
+QTEST_MAIN(TestBotSkillsSheet)
+#include "tst_botskillssheet.moc"
