@@ -1,0 +1,358 @@
+// The registry side of the settings model: GitHub repository search, the full catalogue built
+// from the skills folders of source repositories, and installing and deleting skill files.
+#include "config/settingsmodel.h"
+
+#include "config/configdocument.h"
+#include "skills/skillcatalog.h"
+#include "skills/skillfile.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+#include <QTimer>
+
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString builtInSource = u"anthropics/skills"_s;
+constexpr qsizetype searchPageSize = 10;
+constexpr qsizetype searchDescriptionLength = 120;
+
+// The reply as a JSON object, or nothing when the request failed or the bytes are no object.
+std::optional<QJsonObject> jsonObject(int status, const QByteArray &body)
+{
+    if (status == 0)
+        return std::nullopt;
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(body, &error);
+    if (error.error != QJsonParseError::NoError || !document.isObject())
+        return std::nullopt;
+    return document.object();
+}
+
+// Branch names and tree paths come from remote data; characters that would end the path (such
+// as "?" or "#") are escaped so they stay part of it. Ordinary names are unchanged.
+QString urlPath(const QString &text)
+{
+    return QString::fromLatin1(QUrl::toPercentEncoding(text, "/!$&'()*+,;=:@"));
+}
+
+RegistryEntry searchEntry(const QString &fullName, const QJsonValue &description,
+                          const QString &rawBase)
+{
+    RegistryEntry entry;
+    entry.name = u"github:"_s + fullName;
+    entry.title = fullName.sliced(fullName.lastIndexOf(u'/') + 1);
+    if (description.isString())
+        entry.description
+            = SkillCatalog::firstCharacters(description.toString(), searchDescriptionLength);
+    entry.rawURL = rawBase + u'/' + fullName + u"/main/SKILL.md"_s;
+    return entry;
+}
+
+// The catalogue entry for one tree path, or nothing when the path is not
+// skills/<name…>/SKILL.md or the name could not be installed safely.
+std::optional<RegistryEntry> catalogEntry(const QString &path, const QString &source,
+                                          const QString &branch, const QString &rawBase)
+{
+    const QStringList pieces = path.split(u'/', Qt::SkipEmptyParts);
+    if (pieces.size() <= 2 || pieces.constFirst() != u"skills" || pieces.constLast() != u"SKILL.md")
+        return std::nullopt;
+    RegistryEntry entry;
+    entry.name = pieces.mid(1, pieces.size() - 2).join(u'/');
+    // Git itself never stores "." or ".." in a tree; a server that sends them is not offered.
+    if (!SkillFile::installStem(entry.name))
+        return std::nullopt;
+    entry.title = SkillCatalog::titleFromName(entry.name);
+    entry.description = u"From "_s + source;
+    entry.rawURL = rawBase + u'/' + source + u'/' + urlPath(branch) + u'/' + urlPath(path);
+    return entry;
+}
+
+} // namespace
+
+// ---- HTTP ----------------------------------------------------------------------------------
+
+// GETs `url` and hands the body to `done` on the main thread, with the HTTP status, or with
+// status 0 and no body when anything went wrong: a transport error, an HTTP status outside
+// 2xx, a body larger than downloadLimit() (the reply is aborted as soon as that is known) or
+// no complete answer within downloadTimeout().
+void SettingsModel::fetch(const QUrl &url, std::function<void(int, const QByteArray &)> done)
+{
+    // Only the network: a file: or qrc: address must never copy local files into the folder.
+    if (!url.isValid() || (url.scheme() != u"https" && url.scheme() != u"http")) {
+        QTimer::singleShot(0, this, [done = std::move(done)] { done(0, {}); });
+        return;
+    }
+    QNetworkRequest request(url);
+    // GitHub refuses requests without a User-Agent and asks REST clients for its media type.
+    request.setHeader(QNetworkRequest::UserAgentHeader,
+                      QByteArrayLiteral("varnook-settings/" VARNOOK_VERSION));
+    if (QUrl(m_githubApiBase).isParentOf(url)) {
+        request.setRawHeader("Accept", "application/vnd.github+json");
+        request.setRawHeader("X-GitHub-Api-Version", "2022-11-28");
+    }
+    QNetworkReply *reply = m_network->get(request);
+
+    struct Transfer {
+        QByteArray body;
+        bool tooLarge = false;
+    };
+    auto transfer = std::make_shared<Transfer>();
+    const qint64 limit = m_downloadLimit;
+    connect(reply, &QNetworkReply::metaDataChanged, reply, [reply, transfer, limit] {
+        const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
+        if (length.isValid() && length.toLongLong() > limit) {
+            transfer->tooLarge = true;
+            reply->abort();
+        }
+    });
+    connect(reply, &QNetworkReply::readyRead, reply, [reply, transfer, limit] {
+        transfer->body.append(reply->readAll());
+        if (transfer->body.size() > limit) {
+            transfer->tooLarge = true;
+            reply->abort();
+        }
+    });
+    // A whole-transfer deadline rather than an idle time-out, so that a server dribbling one
+    // byte at a time cannot keep the request alive either.
+    auto *deadline = new QTimer(reply);
+    deadline->setSingleShot(true);
+    connect(deadline, &QTimer::timeout, reply, &QNetworkReply::abort);
+    deadline->start(m_downloadTimeout);
+
+    // The reply cleans up after itself even when the model is gone before it finishes.
+    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+    connect(reply, &QNetworkReply::finished, this, [reply, transfer, done = std::move(done)] {
+        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        if (reply->error() != QNetworkReply::NoError || transfer->tooLarge || status < 200
+            || status > 299) {
+            done(0, {});
+            return;
+        }
+        transfer->body.append(reply->readAll());
+        done(status, transfer->body);
+    });
+}
+
+// ---- GitHub search -------------------------------------------------------------------------
+
+void SettingsModel::searchGithub(const QString &text)
+{
+    setGithubQuery(text);
+    setGithubPage(0);
+    setGithubResults({});
+    search(0);
+}
+
+void SettingsModel::search(int page)
+{
+    const QString query = ConfigDocument::trimBlanks(m_githubQuery);
+    if (query.isEmpty())
+        return;
+    setGithubSearching(true);
+
+    // The characters a URL query may hold stay as they are; everything else is escaped.
+    const QByteArray value = QUrl::toPercentEncoding(query, "!$&'()*+,/:;=?@");
+    const QByteArray address = QUrl(m_githubApiBase).toEncoded() + "/search/repositories?q=" + value
+                               + "+skills&sort=stars&per_page=" + QByteArray::number(searchPageSize)
+                               + "&page=" + QByteArray::number(page + 1);
+    const QUrl url = QUrl::fromEncoded(address, QUrl::StrictMode);
+    if (!url.isValid()) {
+        setGithubSearching(false);
+        return;
+    }
+    // Searches are not serialised: the reply that arrives last decides what is shown.
+    fetch(url, [this, page](int status, const QByteArray &body) {
+        const std::optional<QJsonObject> object = jsonObject(status, body);
+        const QJsonValue items = object ? object->value("items"_L1) : QJsonValue();
+        if (!items.isArray()) {
+            setGithubHasMore(false);
+            setGithubSearching(false);
+            return;
+        }
+        QList<RegistryEntry> entries;
+        for (const QJsonValue &item : items.toArray()) {
+            const QJsonValue fullName = item.toObject().value("full_name"_L1);
+            if (!item.isObject() || !fullName.isString())
+                continue;
+            entries.append(searchEntry(fullName.toString(), item.toObject().value("description"_L1),
+                                       m_githubRawBase));
+        }
+        const qsizetype found = entries.size();
+        setGithubResults(page == 0 ? entries : m_githubResults + entries);
+        setGithubPage(page);
+        // A full page means GitHub may have another one.
+        setGithubHasMore(found >= searchPageSize);
+        setGithubSearching(false);
+    });
+}
+
+void SettingsModel::loadMore()
+{
+    search(m_githubPage + 1);
+}
+
+// ---- full catalogue ------------------------------------------------------------------------
+
+void SettingsModel::loadFullCatalog()
+{
+    if (m_catalogLoading)
+        return;
+    setCatalogLoading(true);
+    setCatalogError(std::nullopt);
+
+    struct Pass {
+        QStringList sources;
+        QSet<QString> names;
+    };
+    auto pass = std::make_shared<Pass>();
+    pass->sources = QStringList{builtInSource} + m_config.skillSources;
+
+    // One source after the other; each step schedules the next when its requests are done.
+    // The step holds itself only weakly; the pending request callbacks keep it alive.
+    auto step = std::make_shared<std::function<void(qsizetype)>>();
+    *step = [this, pass, weakStep = std::weak_ptr(step)](qsizetype index) {
+        const auto self = weakStep.lock();
+        if (!self)
+            return;
+        if (index >= pass->sources.size()) {
+            setCatalogLoading(false);
+            return;
+        }
+        const QString source = pass->sources.at(index);
+        const QUrl infoUrl(m_githubApiBase + u"/repos/"_s + source);
+        fetch(infoUrl, [this, pass, self, index, source](int status, const QByteArray &body) {
+            const std::optional<QJsonObject> info = jsonObject(status, body);
+            const QJsonValue branch = info ? info->value("default_branch"_L1) : QJsonValue();
+            if (!branch.isString()) {
+                setCatalogError(u"Couldn't load "_s + source);
+                (*self)(index + 1);
+                return;
+            }
+            const QUrl treeUrl(m_githubApiBase + u"/repos/"_s + source + u"/git/trees/"_s
+                               + urlPath(branch.toString()) + u"?recursive=1"_s);
+            fetch(treeUrl, [this, pass, self, index, source, branchName = branch.toString()](
+                               int treeStatus, const QByteArray &treeBody) {
+                const std::optional<QJsonObject> tree = jsonObject(treeStatus, treeBody);
+                const QJsonValue elements = tree ? tree->value("tree"_L1) : QJsonValue();
+                if (!elements.isArray()) {
+                    setCatalogError(u"Couldn't list "_s + source);
+                    (*self)(index + 1);
+                    return;
+                }
+                if (pass->names.isEmpty()) {
+                    for (const RegistryEntry &known : std::as_const(m_catalogEntries))
+                        pass->names.insert(known.name);
+                }
+                QList<RegistryEntry> added;
+                for (const QJsonValue &element : elements.toArray()) {
+                    const QJsonValue path = element.toObject().value("path"_L1);
+                    if (!path.isString())
+                        continue;
+                    std::optional<RegistryEntry> entry
+                        = catalogEntry(path.toString(), source, branchName, m_githubRawBase);
+                    // The first entry with a name wins, across sources and within one.
+                    if (entry && !pass->names.contains(entry->name)) {
+                        pass->names.insert(entry->name);
+                        added.append(std::move(*entry));
+                    }
+                }
+                if (!added.isEmpty())
+                    setCatalogEntries(m_catalogEntries + added);
+                (*self)(index + 1);
+            });
+        });
+    };
+    (*step)(0);
+}
+
+void SettingsModel::addSource()
+{
+    const QString source = m_newSource.trimmed();
+    if (source.isEmpty() || m_config.skillSources.contains(source))
+        return;
+    setSkillSources(m_config.skillSources + QStringList{source});
+    setNewSource(QString());
+    saveAndNotify();
+}
+
+// ---- install and delete --------------------------------------------------------------------
+
+void SettingsModel::install(const RegistryEntry &entry)
+{
+    const std::optional<QString> stem = SkillFile::installStem(entry.name);
+    if (!stem) {
+        Q_EMIT installFinished(entry.name, false);
+        return;
+    }
+    fetch(QUrl(entry.rawURL),
+          [this, name = entry.name, stem = *stem](int status, const QByteArray &body) {
+              if (status == 0) {
+                  Q_EMIT installFinished(name, false);
+                  return;
+              }
+              writeSkillFile(stem, body, name);
+          });
+}
+
+void SettingsModel::installSearchResult(const RegistryEntry &entry)
+{
+    const QString fullName = entry.name.startsWith(u"github:") ? entry.name.sliced(7) : entry.name;
+    // owner/repo is installed as owner-repo.md.
+    const std::optional<QString> stem = SkillFile::installStem(fullName);
+    if (!stem) {
+        Q_EMIT installFinished(entry.name, false);
+        return;
+    }
+    auto address = [this, fullName](const QString &branch) {
+        return QUrl(m_githubRawBase + u'/' + fullName + u'/' + branch + u"/SKILL.md"_s);
+    };
+    fetch(address(u"main"_s), [this, name = entry.name, stem = *stem,
+                               master = address(u"master"_s)](int status, const QByteArray &body) {
+        if (status != 0) {
+            writeSkillFile(stem, body, name);
+            return;
+        }
+        fetch(master, [this, name, stem](int masterStatus, const QByteArray &masterBody) {
+            if (masterStatus == 0) {
+                Q_EMIT installFinished(name, false);
+                return;
+            }
+            writeSkillFile(stem, masterBody, name);
+        });
+    });
+}
+
+void SettingsModel::writeSkillFile(const QString &fileName, const QByteArray &bytes,
+                                   const QString &name)
+{
+    // Install always writes beside the configuration file, even when "skills_dir" points
+    // elsewhere; the listing that follows honours "skills_dir".
+    const bool written = SkillFile::writeInto(installFolder(), fileName, bytes);
+    if (written)
+        listSkills();
+    Q_EMIT installFinished(name, written);
+}
+
+bool SettingsModel::deleteSkill(const QString &name)
+{
+    // Only a plain file name inside the folder is ever removed; QFile::remove unlinks a
+    // symbolic link itself, never its target.
+    if (!SkillFile::isPlainName(name))
+        return false;
+    if (!QFile::remove(installFolder() + u'/' + name + u".md"_s))
+        return false;
+    QStringList disabled = globallyDisabledSkills();
+    disabled.removeAll(name);
+    m_raw.insert("enabled_skills"_L1, QJsonArray::fromStringList(disabled));
+    saveAndNotify();
+    listSkills();
+    return true;
+}
