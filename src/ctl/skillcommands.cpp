@@ -1,0 +1,479 @@
+// skills: the Skills & Features page, the per-bot skills sheet and the Skill Registry page.
+#include "ctl/command.h"
+
+#include "config/configdocument.h"
+#include "config/settingsmodel.h"
+#include "ctl/views.h"
+#include "skills/registrylisting.h"
+#include "skills/skillcatalog.h"
+#include "skills/skillfile.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonObject>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString githubPrefix = u"github:"_s;
+
+QString onOff(bool on)
+{
+    return on ? u"on"_s : u"off"_s;
+}
+
+// The skills folder as the window shows it once it is on screen.
+SettingsModel &listedModel(CommandContext &context)
+{
+    SettingsModel &model = context.model();
+    model.loadSkillsAndFeatures();
+    return model;
+}
+
+std::optional<int> botOption(CommandContext &context)
+{
+    return context.index(context.value(u"bot"_s), context.model().botTokens().size(), u"bot"_s);
+}
+
+bool isListed(const SettingsModel &model, const QString &name)
+{
+    return std::any_of(model.skills().begin(), model.skills().end(),
+                       [&](const SkillInfo &skill) { return skill.name == name; });
+}
+
+// ---- list, enable, disable, reset ---------------------------------------------------------
+
+int runList(CommandContext &context)
+{
+    Output &out = context.out();
+    SettingsModel &model = listedModel(context);
+    std::optional<int> bot;
+    if (context.isSet(u"bot"_s)) {
+        bot = botOption(context);
+        if (!bot)
+            return ExitCode::badInput;
+    }
+    auto enabled = [&](const SkillInfo &skill) {
+        return bot ? model.effectiveEnabled(*bot, skill.name) : skill.enabled;
+    };
+
+    if (out.json()) {
+        QJsonArray array;
+        for (const QString &group : SkillCatalog::skillGroups()) {
+            for (const SkillInfo &skill : model.skills()) {
+                if (skill.group != group)
+                    continue;
+                const std::optional<QString> example = SkillCatalog::exampleOf(skill.name);
+                array.append(QJsonObject{{u"name"_s, skill.name},
+                                         {u"title"_s, skill.title},
+                                         {u"description"_s, skill.description},
+                                         {u"group"_s, skill.group},
+                                         {u"origin"_s, skill.origin},
+                                         {u"enabled"_s, enabled(skill)},
+                                         {u"example"_s, example.value_or(QString())}});
+            }
+        }
+        out.json(array);
+        return ExitCode::ok;
+    }
+
+    if (model.skills().isEmpty())
+        out.line(u"No skills in "_s + Output::plain(model.skillsFolder()));
+    // One table for all groups, so that the columns line up; each group under its name.
+    QList<QStringList> rows;
+    QList<qsizetype> groupStarts;
+    QStringList groupNames;
+    for (const QString &group : SkillCatalog::skillGroups()) {
+        bool first = true;
+        for (const SkillInfo &skill : model.skills()) {
+            if (skill.group != group)
+                continue;
+            if (first) {
+                groupStarts.append(rows.size());
+                groupNames.append(group);
+                first = false;
+            }
+            rows.append(
+                {onOff(enabled(skill)), Output::plain(skill.name), Output::plain(skill.title)});
+        }
+    }
+    const QStringList lines = CtlViews::table(rows);
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        if (const qsizetype g = groupStarts.indexOf(i); g >= 0)
+            out.line(groupNames.at(g));
+        out.line(u"  "_s + lines.at(i));
+    }
+    if (bot)
+        out.line(SkillCatalog::botSkillsSheetFooter(model.botOverrideCount(*bot)));
+    return ExitCode::ok;
+}
+
+int runSwitch(CommandContext &context, bool on)
+{
+    Output &out = context.out();
+    SettingsModel &model = listedModel(context);
+    const QString name = context.argument(0);
+
+    if (context.isSet(u"group"_s)) {
+        if (context.isSet(u"bot"_s))
+            return out.fail(ExitCode::badInput,
+                            u"--group switches skills for every bot; leave out --bot"_s);
+        const bool known = std::any_of(model.skills().begin(), model.skills().end(),
+                                       [&](const SkillInfo &s) { return s.group == name; });
+        if (!known) {
+            return out.fail(ExitCode::badInput, u"no installed skill is in the group \""_s
+                                                    + Output::plain(name) + u"\""_s);
+        }
+        if (const int code = context.prepareWrite())
+            return code;
+        // The group's master switch: every skill of the group, one after the other.
+        model.setGroupEnabled(name, on);
+        return context.session().checkSaved();
+    }
+
+    if (context.isSet(u"bot"_s)) {
+        const std::optional<int> bot = botOption(context);
+        if (!bot)
+            return ExitCode::badInput;
+        if (!isListed(model, name) && !model.botProfiles().at(*bot).disabledSkills.contains(name))
+            return out.fail(ExitCode::badInput, u"no installed skill is called \""_s
+                                                    + Output::plain(name)
+                                                    + u"\"; varnookctl skills list shows them"_s);
+        if (const int code = context.prepareWrite())
+            return code;
+        model.setBotSkill(*bot, name, on);
+        return context.session().checkSaved();
+    }
+
+    // A name without a file may still be on the list of skills switched off; it can be taken
+    // off, but nothing new is switched off by a typo.
+    if (!isListed(model, name) && !(on && model.globallyDisabledSkills().contains(name)))
+        return out.fail(ExitCode::badInput, u"no installed skill is called \""_s
+                                                + Output::plain(name)
+                                                + u"\"; varnookctl skills list shows them"_s);
+    if (const int code = context.prepareWrite())
+        return code;
+    model.setSkillEnabled(name, on);
+    return context.session().checkSaved();
+}
+
+int runReset(CommandContext &context)
+{
+    SettingsModel &model = context.model();
+    const std::optional<int> bot
+        = context.index(context.argument(0), model.botTokens().size(), u"bot"_s);
+    if (!bot)
+        return ExitCode::badInput;
+    if (const int code = context.prepareWrite())
+        return code;
+    model.resetBotSkills(*bot);
+    return context.session().checkSaved();
+}
+
+// ---- registry ------------------------------------------------------------------------------
+
+int runSearch(CommandContext &context)
+{
+    Output &out = context.out();
+    const QString query = context.argument(0);
+    if (ConfigDocument::trimBlanks(query).isEmpty())
+        return out.fail(ExitCode::badInput, u"the search needs some words"_s);
+    int page = 0;
+    if (context.isSet(u"page"_s)) {
+        bool ok = false;
+        page = context.value(u"page"_s).toInt(&ok) - 1;
+        if (!ok || page < 0) {
+            return out.fail(ExitCode::badInput, u"--page takes a page number from 1, not \""_s
+                                                    + Output::plain(context.value(u"page"_s))
+                                                    + u"\""_s);
+        }
+    }
+    SettingsModel &model = listedModel(context);
+    model.setGithubQuery(query);
+    model.search(page);
+    context.session().waitUntil(&SettingsModel::githubSearchingChanged,
+                                [&] { return !model.githubSearching(); });
+
+    const QList<RegistryEntry> &results = model.githubResults();
+    if (out.json()) {
+        QJsonArray array;
+        for (const RegistryEntry &entry : results) {
+            array.append(QJsonObject{{u"name"_s, entry.name},
+                                     {u"repository"_s, entry.name.mid(githubPrefix.size())},
+                                     {u"title"_s, entry.title},
+                                     {u"description"_s, entry.description},
+                                     {u"installed"_s, model.isInstalled(entry.name)}});
+        }
+        out.json(QJsonObject{
+            {u"page"_s, page + 1}, {u"has_more"_s, model.githubHasMore()}, {u"results"_s, array}});
+        return ExitCode::ok;
+    }
+    if (results.isEmpty()) {
+        out.line(u"No GitHub repositories found."_s);
+        return ExitCode::ok;
+    }
+    QList<QStringList> rows;
+    QList<bool> installed;
+    for (const RegistryEntry &entry : results) {
+        rows.append(
+            {Output::plain(entry.name.mid(githubPrefix.size())), Output::plain(entry.description)});
+        installed.append(model.isInstalled(entry.name));
+    }
+    for (const QString &line : CtlViews::table(CtlViews::markedRows(rows, installed)))
+        out.line(line);
+    if (model.githubHasMore()) {
+        out.line(u"More results: varnookctl skills search \""_s + Output::plain(query)
+                 + u"\" --page "_s + QString::number(page + 2));
+    }
+    return ExitCode::ok;
+}
+
+// Loads the full catalogue from GitHub; prints the error of the last source that failed.
+bool loadFullCatalog(CommandContext &context)
+{
+    SettingsModel &model = context.model();
+    model.loadFullCatalog();
+    context.session().waitUntil(&SettingsModel::catalogLoadingChanged,
+                                [&] { return !model.catalogLoading(); });
+    if (model.catalogError()) {
+        context.out().warn(*model.catalogError());
+        return false;
+    }
+    return true;
+}
+
+int runCatalog(CommandContext &context)
+{
+    Output &out = context.out();
+    SettingsModel &model = listedModel(context);
+    QList<RegistryEntry> entries = SkillCatalog::skillRegistry(model.githubRawBase());
+    bool complete = true;
+    if (context.isSet(u"full"_s)) {
+        complete = loadFullCatalog(context);
+        entries += model.catalogEntries();
+    }
+    // The Registry page's list: filtered by the search text, in title order.
+    entries = RegistryListing::filtered(entries, context.argument(0));
+    if (out.json()) {
+        QJsonArray array;
+        for (const RegistryEntry &entry : entries) {
+            array.append(QJsonObject{{u"name"_s, entry.name},
+                                     {u"title"_s, entry.title},
+                                     {u"description"_s, entry.description},
+                                     {u"installed"_s, model.isInstalled(entry.name)}});
+        }
+        out.json(array);
+    } else {
+        QList<QStringList> rows;
+        QList<bool> installed;
+        for (const RegistryEntry &entry : entries) {
+            rows.append({Output::plain(entry.name), Output::plain(entry.title),
+                         Output::plain(entry.description)});
+            installed.append(model.isInstalled(entry.name));
+        }
+        for (const QString &line : CtlViews::table(CtlViews::markedRows(rows, installed)))
+            out.line(line);
+    }
+    return complete ? ExitCode::ok : ExitCode::failed;
+}
+
+int runInstall(CommandContext &context)
+{
+    Output &out = context.out();
+    SettingsModel &model = listedModel(context);
+    const QString name = context.argument(0);
+
+    std::optional<RegistryEntry> entry;
+    bool repository = false;
+    if (context.isSet(u"catalog"_s)) {
+        if (!loadFullCatalog(context))
+            return ExitCode::failed;
+        for (const RegistryEntry &e : model.catalogEntries()) {
+            if (e.name == name)
+                entry = e;
+        }
+    } else if (name.startsWith(githubPrefix) || name.contains(u'/')) {
+        const QString fullName
+            = name.startsWith(githubPrefix) ? name.mid(githubPrefix.size()) : name;
+        const QStringList parts = fullName.split(u'/');
+        if (parts.size() != 2 || !SkillFile::installStem(fullName)) {
+            return out.fail(ExitCode::badInput,
+                            u"\""_s + Output::plain(name)
+                                + u"\" is not a GitHub repository (owner/repo)"_s);
+        }
+        entry = RegistryEntry{githubPrefix + fullName, parts.last(), QString(), QString()};
+        repository = true;
+    } else {
+        for (const RegistryEntry &e : SkillCatalog::skillRegistry(model.githubRawBase())) {
+            if (e.name == name)
+                entry = e;
+        }
+    }
+    if (!entry) {
+        return out.fail(ExitCode::badInput,
+                        u"no skill called \""_s + Output::plain(name)
+                            + u"\" in the catalogue; varnookctl skills catalog lists it, "
+                              "owner/repo installs from a GitHub repository"_s);
+    }
+
+    bool finished = false;
+    bool written = false;
+    QObject::connect(&model, &SettingsModel::installFinished, &model,
+                     [&](const QString &installed, bool ok) {
+                         if (installed != entry->name)
+                             return;
+                         finished = true;
+                         written = ok;
+                     });
+    if (repository)
+        model.installSearchResult(*entry);
+    else
+        model.install(*entry);
+    context.session().waitUntil(&SettingsModel::installFinished, [&] { return finished; });
+    if (!written)
+        return out.fail(ExitCode::failed, u"could not download "_s + Output::plain(name));
+    const QString stem = SkillFile::installStem(entry->name.startsWith(githubPrefix)
+                                                    ? entry->name.mid(githubPrefix.size())
+                                                    : entry->name)
+                             .value_or(name);
+    out.line(u"Installed "_s + Output::plain(stem) + u".md in "_s
+             + Output::plain(model.installFolder()));
+    return ExitCode::ok;
+}
+
+int runDelete(CommandContext &context)
+{
+    Output &out = context.out();
+    SettingsModel &model = listedModel(context);
+    const QString name = context.argument(0);
+    const QString file = model.installFolder() + u'/' + name + u".md"_s;
+    if (!SkillFile::isPlainName(name) || !QFileInfo(file).isFile()) {
+        return out.fail(ExitCode::badInput, u"no skill file "_s + Output::plain(name) + u".md in "_s
+                                                + Output::plain(model.installFolder()));
+    }
+    // The window offers delete for registry skills only; the others ship with the service.
+    if (SkillCatalog::originOf(name) != "registry"_L1 && !context.isSet(u"force"_s)) {
+        return out.fail(ExitCode::badInput, u"\""_s + Output::plain(name)
+                                                + u"\" is not a registry skill; --force deletes "
+                                                  "it anyway"_s);
+    }
+    if (const int code = context.prepareWrite())
+        return code;
+    if (!model.deleteSkill(name))
+        return out.fail(ExitCode::failed, u"could not delete "_s + Output::plain(file));
+    return context.session().checkSaved();
+}
+
+int runAddSource(CommandContext &context)
+{
+    Output &out = context.out();
+    SettingsModel &model = context.model();
+    const QString source = context.argument(0).trimmed();
+    if (source.isEmpty())
+        return out.fail(ExitCode::badInput, u"the source needs a repository name (owner/repo)"_s);
+    if (model.skillSources().contains(source)) {
+        out.line(Output::plain(source) + u" is already a source"_s);
+        return ExitCode::ok;
+    }
+    if (const int code = context.prepareWrite())
+        return code;
+    model.setNewSource(source);
+    model.addSource();
+    return context.session().checkSaved();
+}
+
+QCommandLineOption botOptionFor(const QString &description)
+{
+    return QCommandLineOption(u"bot"_s, description, u"N"_s);
+}
+
+} // namespace
+
+QList<Command> skillCommands()
+{
+    using A = Command::Access;
+    const CommandArgument name{u"NAME"_s, u"The skill's name: its file name without .md."_s};
+    return {
+        {{u"skills"_s, u"list"_s},
+         u"List the installed skills by group, with their switches"_s,
+         u"With --bot, shows what that bot may use: a skill is on when it is on for every "
+         "bot and the bot does not switch it off."_s,
+         {},
+         {botOptionFor(u"Show the skills as bot N (from 1) has them."_s)},
+         A::Reads,
+         true,
+         runList},
+        {{u"skills"_s, u"enable"_s},
+         u"Switch a skill on (for every bot, or with --bot for one)"_s,
+         u"A bot can only switch off more skills than the defaults; it cannot switch on one "
+         "that is off for every bot."_s,
+         {name},
+         {botOptionFor(u"Only for bot N (from 1)."_s),
+          QCommandLineOption(u"group"_s, u"NAME is a group: switch all of its skills."_s)},
+         A::Writes,
+         false,
+         [](CommandContext &c) { return runSwitch(c, true); }},
+        {{u"skills"_s, u"disable"_s},
+         u"Switch a skill off (for every bot, or with --bot for one)"_s,
+         {},
+         {name},
+         {botOptionFor(u"Only for bot N (from 1)."_s),
+          QCommandLineOption(u"group"_s, u"NAME is a group: switch all of its skills."_s)},
+         A::Writes,
+         false,
+         [](CommandContext &c) { return runSwitch(c, false); }},
+        {{u"skills"_s, u"reset"_s},
+         u"Let a bot follow the default skills exactly"_s,
+         {},
+         {{u"BOT"_s, u"The bot's number, from 1."_s}},
+         {},
+         A::Writes,
+         false,
+         runReset},
+        {{u"skills"_s, u"search"_s},
+         u"Search GitHub for skill repositories"_s,
+         u"Ten results a page; install one with varnookctl skills install owner/repo."_s,
+         {{u"QUERY"_s, u"What to look for."_s}},
+         {QCommandLineOption(u"page"_s, u"Show page N (from 1)."_s, u"N"_s)},
+         A::None,
+         true,
+         runSearch},
+        {{u"skills"_s, u"catalog"_s},
+         u"List the skills that can be installed by name"_s,
+         u"The fixed catalogue; with --full also the skills folders of anthropics/skills and "
+         "of the sources in skill_sources, read from GitHub. In title order, as on the "
+         "Registry page; FILTER keeps the entries whose title and description hold it."_s,
+         {{u"FILTER"_s, u"Text to look for in titles and descriptions."_s, true}},
+         {QCommandLineOption(u"full"_s, u"Load the full catalogue from GitHub too."_s)},
+         A::Reads,
+         true,
+         runCatalog},
+        {{u"skills"_s, u"install"_s},
+         u"Install a skill from the catalogue, or a GitHub repository's SKILL.md"_s,
+         u"NAME is a name of the catalogue (varnookctl skills catalog) or owner/repo; the "
+         "skill is written to the folder \"skills\" beside the configuration file."_s,
+         {{u"NAME"_s, u"A catalogue name, or owner/repo."_s}},
+         {QCommandLineOption(u"catalog"_s,
+                             u"Look NAME up in the full catalogue loaded from GitHub."_s)},
+         A::Reads,
+         false,
+         runInstall},
+        {{u"skills"_s, u"delete"_s},
+         u"Delete an installed registry skill"_s,
+         {},
+         {name},
+         {QCommandLineOption(u"force"_s, u"Delete a skill that is not from the registry too."_s)},
+         A::Writes,
+         false,
+         runDelete},
+        {{u"skills"_s, u"add-source"_s},
+         u"Add a GitHub repository (owner/repo) to the full catalogue's sources"_s,
+         {},
+         {{u"REPO"_s, u"owner/repo"_s}},
+         {},
+         A::Writes,
+         false,
+         runAddSource},
+    };
+}

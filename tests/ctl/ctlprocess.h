@@ -1,0 +1,86 @@
+#pragma once
+
+// Runs the varnookctl executable the way a user's shell does, while the test's own event loop
+// keeps serving the loopback servers and the bus.
+
+#include <QByteArray>
+#include <QEventLoop>
+#include <QList>
+#include <QProcess>
+#include <QProcessEnvironment>
+#include <QString>
+#include <QStringList>
+#include <QTimer>
+
+struct CtlResult {
+    bool finished = false;
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+
+    QString output() const { return QString::fromUtf8(out); }
+    QStringList outputLines() const
+    {
+        QStringList lines = output().split(u'\n');
+        if (!lines.isEmpty() && lines.constLast().isEmpty())
+            lines.removeLast();
+        return lines;
+    }
+    QString error() const { return QString::fromUtf8(err); }
+    // A refusal or failure is reported as exactly one line on stderr, "varnookctl: …".
+    bool oneErrorLine() const
+    {
+        return err.startsWith("varnookctl: ") && err.endsWith('\n') && err.count('\n') == 1;
+    }
+};
+
+class CtlProcess final {
+public:
+    static QString binary() { return QStringLiteral(VARNOOK_BINARY_DIR "/src/varnookctl"); }
+
+    CtlProcess()
+        : m_environment(QProcessEnvironment::systemEnvironment())
+    {}
+
+    QProcessEnvironment &environment() { return m_environment; }
+    void setConfig(const QString &path) { m_config = path; }
+    void setWorkingDirectory(const QString &path) { m_workingDirectory = path; }
+
+    // varnookctl --config <config> <arguments…>
+    CtlResult run(const QStringList &arguments, int timeoutMs = 60000)
+    {
+        return runRaw(QStringList{QStringLiteral("--config"), m_config} + arguments, timeoutMs);
+    }
+
+    // varnookctl <arguments…>, nothing added.
+    CtlResult runRaw(const QStringList &arguments, int timeoutMs = 60000)
+    {
+        CtlResult result;
+        QProcess process;
+        process.setProcessEnvironment(m_environment);
+        if (!m_workingDirectory.isEmpty())
+            process.setWorkingDirectory(m_workingDirectory);
+        QEventLoop loop;
+        QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
+        QObject::connect(&process, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
+        QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+        process.start(binary(), arguments);
+        loop.exec();
+        if (process.state() != QProcess::NotRunning) {
+            process.kill();
+            process.waitForFinished();
+            return result;
+        }
+        result.finished = process.error() != QProcess::FailedToStart
+                          && process.exitStatus() == QProcess::NormalExit;
+        result.exitCode = process.exitCode();
+        result.out = process.readAllStandardOutput();
+        result.err = process.readAllStandardError();
+        return result;
+    }
+
+private:
+    QProcessEnvironment m_environment;
+    QString m_config;
+    QString m_workingDirectory;
+};
