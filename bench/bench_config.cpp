@@ -47,7 +47,7 @@ QByteArray document(int bots)
         profiles.append(QJsonObject{{"trigger_words"_L1, QJsonArray{u"w%1"_s.arg(i), u"x"_s}},
                                     {"clip_trigger_words"_L1, QJsonArray{u"clip %1"_s.arg(i)}},
                                     {"allowed_ids"_L1, QJsonArray{i, -100 - i}},
-                                    {"briefing_time"_L1, u"07:%1"_s.arg(i % 60, 2, 10, u'0')},
+                                    {"briefing_time"_L1, u"07:%1"_s.arg(i % 60, 2, 10, QChar(u'0'))},
                                     {"briefing_prompt"_L1, u"prompt %1"_s.arg(i)},
                                     {"bot_mode"_L1, u"coder"_s},
                                     {"base_url"_L1, u"https://bot%1.example.test/v1"_s.arg(i)},
