@@ -1,0 +1,68 @@
+#!/usr/bin/env bash
+# Start-up cost of the settings window against an empty Qt window started the same way:
+# time from process start to the end of the window's first paint, and peak resident memory,
+# offscreen, on the demo-sized configuration (2 bots, 20 skills). Prints medians and ratios.
+#
+#   bench/startup.sh [runs]      (default 15 runs of each, alternating)
+#
+# Builds in $BUILD_DIR (default ./build). Runs on a private session bus so that the single-
+# instance check and the notification transport take part as they do on a desktop.
+set -euo pipefail
+root="$(cd "$(dirname "$0")/.." && pwd)"
+runs="${1:-15}"
+build="${BUILD_DIR:-$root/build}"
+
+if [ -z "${STARTUP_INNER:-}" ]; then
+  launcher=()
+  command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+  cmake -S "$root" -B "$build" -G Ninja "${launcher[@]}" >/dev/null
+  cmake --build "$build" --target startup_probe emptywindow >/dev/null
+  export STARTUP_INNER=1
+  exec dbus-run-session -- "$0" "$@"
+fi
+
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+export HOME="$work/home" XDG_CONFIG_HOME="$work/home/.config" POSTHOG_KEY=""
+export QT_QPA_PLATFORM=offscreen QT_LOGGING_RULES="qt.qpa.*=false"
+mkdir -p "$HOME" "$work/skills"
+cat >"$work/bot-config.json" <<'JSON'
+{
+  "base_url": "https://api.openai.com/v1", "api_key": "sk-demo", "model": "gpt-5",
+  "fallbacks": [{"name": "b", "base_url": "https://openrouter.ai/api/v1", "api_key": "k",
+                 "model": "deepseek-v4-flash-free"}],
+  "bot_tokens": ["1:a", "2:b"], "bot_nicknames": ["Momo", ""],
+  "allowed_ids": [512807364], "trigger_words": ["jarvis"]
+}
+JSON
+for i in $(seq 1 20); do
+  printf -- '---\ndescription: "Sample skill %d"\n---\n# Skill %d\n\nDoes thing %d.\n' \
+    "$i" "$i" "$i" >"$work/skills/skill-$i.md"
+done
+
+measure() { # program [args…] -> "ms kb"
+  local out
+  out="$(STARTUP_T0_NS="$(date +%s%N)" "$@")"
+  # shown_ms=12.34 maxrss_kb=5678
+  echo "$out" | sed -n 's/^shown_ms=\([0-9.]*\) maxrss_kb=\([0-9]*\)$/\1 \2/p'
+}
+median() { sort -n | awk '{a[NR]=$1} END {if (NR%2) print a[(NR+1)/2]; else print (a[NR/2]+a[NR/2+1])/2}'; }
+
+# One warm-up of each so that both start from a warm file cache.
+measure "$build/bench/emptywindow/emptywindow" >/dev/null
+measure "$build/bench/startup/startup_probe" "$work/bot-config.json" >/dev/null
+
+: >"$work/empty" ; : >"$work/app"
+for _ in $(seq 1 "$runs"); do
+  measure "$build/bench/emptywindow/emptywindow" >>"$work/empty"
+  measure "$build/bench/startup/startup_probe" "$work/bot-config.json" >>"$work/app"
+done
+
+empty_ms=$(cut -d' ' -f1 "$work/empty" | median); app_ms=$(cut -d' ' -f1 "$work/app" | median)
+empty_kb=$(cut -d' ' -f2 "$work/empty" | median); app_kb=$(cut -d' ' -f2 "$work/app" | median)
+printf 'runs: %s each, offscreen, 2 bots, 20 skills\n' "$runs"
+printf '%-16s %12s %14s\n' "" "to shown (ms)" "peak RSS (KiB)"
+printf '%-16s %12s %14s\n' "empty window" "$empty_ms" "$empty_kb"
+printf '%-16s %12s %14s\n' "varnook-settings" "$app_ms" "$app_kb"
+awk -v a="$app_ms" -v e="$empty_ms" -v ak="$app_kb" -v ek="$empty_kb" \
+  'BEGIN { printf "ratio            %12.2fx %13.2fx   (goal: within 1.50x on both)\n", a/e, ak/ek }'

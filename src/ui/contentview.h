@@ -1,0 +1,83 @@
+#pragma once
+
+#include "config/sidebaritem.h"
+
+#include <QTimer>
+#include <QWidget>
+
+#include <optional>
+
+class QLineEdit;
+class QSplitter;
+class QToolBar;
+class QToolButton;
+class QTreeWidget;
+class QTreeWidgetItem;
+class QVBoxLayout;
+class SettingsModel;
+
+// The window's content: a toolbar with the sidebar button, the sidebar column (the settings
+// search field above the list of bots and pages) and the detail column with the page of the
+// model's selection.
+//
+// The model owns every piece of state shown here: the selection drives the list both ways,
+// columnVisibility shows or hides the sidebar, filter is what the search field edits. While
+// the view is shown it refreshes the bot status at once and then every
+// statusRefreshInterval() ms; the skills folder is read when it is shown for the first time.
+class ContentView final : public QWidget {
+    Q_OBJECT
+public:
+    static QSize minimumContentSize() { return {900, 600}; }
+
+    explicit ContentView(SettingsModel *model, QWidget *parent = nullptr);
+
+    SettingsModel *settingsModel() const { return m_model; }
+    QTreeWidget *sidebar() const { return m_sidebar; }
+    QWidget *sidebarColumn() const { return m_sidebarColumn; }
+    QLineEdit *searchField() const { return m_search; }
+    QToolButton *sidebarToggle() const { return m_toggle; }
+    QToolButton *addBotButton() const { return m_addBot; }
+    QWidget *detail() const { return m_detail; }
+    QWidget *currentPage() const { return m_page; }
+    bool isRefreshingStatus() const { return m_statusTimer.isActive(); }
+
+    // The list row of a sidebar item, or none.
+    QTreeWidgetItem *itemFor(const SidebarItem &item) const;
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    void hideEvent(QHideEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void buildSidebar();
+    void rebuildBotRows();
+    void relabelBotRows();
+    void updateAddBot();
+    void selectionFromModel();
+    void selectionFromList();
+    void showPage();
+    void applyColumnVisibility();
+
+    SettingsModel *m_model;
+    QToolBar *m_toolBar;
+    QToolButton *m_toggle;
+    QSplitter *m_splitter;
+    QWidget *m_sidebarColumn;
+    QLineEdit *m_search;
+    QTreeWidget *m_sidebar;
+    QTreeWidgetItem *m_botsHeader = nullptr;
+    QTreeWidgetItem *m_defaultsHeader = nullptr;
+    QTreeWidgetItem *m_addBotItem = nullptr;
+    QToolButton *m_addBot = nullptr;
+    QWidget *m_detail;
+    QVBoxLayout *m_detailLayout;
+    QWidget *m_page = nullptr;
+    // What the current page shows, to rebuild only when that changes.
+    std::optional<SidebarItem> m_pageItem;
+    qsizetype m_pageBotCount = -1;
+    bool m_pageBuilt = false;
+    bool m_syncing = false;
+    bool m_shownOnce = false;
+    QTimer m_statusTimer;
+};

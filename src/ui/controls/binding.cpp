@@ -1,0 +1,127 @@
+#include "ui/controls/binding.h"
+
+#include "config/settingsmodel.h"
+
+#include <QObject>
+
+namespace Bind {
+
+namespace {
+
+template <typename T> bool validIndex(const QList<T> &list, int i)
+{
+    return i >= 0 && i < list.size();
+}
+
+} // namespace
+
+void watch(SettingsModel *model, QObject *context, const QList<Signal> &changes,
+           const std::function<void()> &refresh)
+{
+    for (Signal signal : changes)
+        QObject::connect(model, signal, context, refresh);
+    refresh();
+}
+
+Text text(SettingsModel *model, const QString &(SettingsModel::*getter)() const,
+          void (SettingsModel::*setter)(const QString &), Signal changed)
+{
+    return {[model, getter] { return (model->*getter)(); },
+            [model, setter](const QString &value) { (model->*setter)(value); },
+            {changed}};
+}
+
+Flag flag(SettingsModel *model, bool (SettingsModel::*getter)() const,
+          void (SettingsModel::*setter)(bool), Signal changed)
+{
+    return {[model, getter] { return (model->*getter)(); },
+            [model, setter](const bool &value) { (model->*setter)(value); },
+            {changed}};
+}
+
+Text botToken(SettingsModel *model, int bot)
+{
+    return {[model, bot] {
+                const QStringList &tokens = model->botTokens();
+                return validIndex(tokens, bot) ? tokens.at(bot) : QString();
+            },
+            [model, bot](const QString &value) { model->setBotToken(bot, value); },
+            {&SettingsModel::botTokensChanged}};
+}
+
+Text botNickname(SettingsModel *model, int bot)
+{
+    return {[model, bot] {
+                const QStringList &names = model->botNicknames();
+                return validIndex(names, bot) ? names.at(bot) : QString();
+            },
+            [model, bot](const QString &value) { model->setBotNickname(bot, value); },
+            {&SettingsModel::botNicknamesChanged}};
+}
+
+Text botProfileText(SettingsModel *model, int bot, QString BotProfile::*field)
+{
+    return {
+        [model, bot, field] {
+            const QList<BotProfile> &profiles = model->botProfiles();
+            return validIndex(profiles, bot) ? profiles.at(bot).*field : QString();
+        },
+        [model, bot, field](const QString &value) { model->setBotProfileText(bot, field, value); },
+        {&SettingsModel::botProfilesChanged}};
+}
+
+Text botFallbackText(SettingsModel *model, int bot, int row, QString Fallback::*field)
+{
+    return {[model, bot, row, field] {
+                const QList<BotProfile> &profiles = model->botProfiles();
+                if (!validIndex(profiles, bot) || !validIndex(profiles.at(bot).fallbacks, row))
+                    return QString();
+                return profiles.at(bot).fallbacks.at(row).*field;
+            },
+            [model, bot, row, field](const QString &value) {
+                model->setBotFallbackText(bot, row, field, value);
+            },
+            {&SettingsModel::botProfilesChanged}};
+}
+
+Text fallbackText(SettingsModel *model, int index, QString Fallback::*field)
+{
+    return {[model, index, field] {
+                const QList<Fallback> &list = model->fallbacks();
+                return validIndex(list, index) ? list.at(index).*field : QString();
+            },
+            [model, index, field](const QString &value) {
+                model->setFallbackText(index, field, value);
+            },
+            {&SettingsModel::fallbacksChanged}};
+}
+
+Shown shownApiKey(SettingsModel *model)
+{
+    return {[model] { return model->showApiKey(); },
+            [model] { model->toggleShowApiKey(); },
+            {&SettingsModel::showApiKeyChanged}};
+}
+
+Shown shownToken(SettingsModel *model, int bot)
+{
+    return {[model, bot] { return model->showTokenKeys().contains(bot); },
+            [model, bot] { model->toggleShowTokenKey(bot); },
+            {&SettingsModel::showTokenKeysChanged}};
+}
+
+Shown shownFallbackKey(SettingsModel *model, int index)
+{
+    return {[model, index] { return model->showFallbackKeys().contains(index); },
+            [model, index] { model->toggleShowFallbackKey(index); },
+            {&SettingsModel::showFallbackKeysChanged}};
+}
+
+Shown shownProfileKey(SettingsModel *model, const QString &identity)
+{
+    return {[model, identity] { return model->showProfileKeys().contains(identity); },
+            [model, identity] { model->toggleShowProfileKey(identity); },
+            {&SettingsModel::showProfileKeysChanged}};
+}
+
+} // namespace Bind

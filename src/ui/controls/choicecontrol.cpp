@@ -1,0 +1,147 @@
+#include "ui/controls/choicecontrol.h"
+
+#include "ui/controls/field.h"
+#include "config/settingsmodel.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+
+using namespace Qt::Literals::StringLiterals;
+
+ChoiceControl::ChoiceControl(QWidget *parent)
+    : QWidget(parent)
+    , m_menu(new QComboBox)
+    , m_custom(new Field)
+{
+    m_menu->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    m_custom->hide();
+
+    auto *layout = new QHBoxLayout(this);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(6);
+    layout->addStretch(1); // the menu and the field sit at the trailing edge
+    layout->addWidget(m_custom);
+    layout->addWidget(m_menu);
+    setFocusProxy(m_menu);
+
+    connect(this, &QObject::objectNameChanged, this, &ChoiceControl::nameChildren);
+    connect(m_menu, &QComboBox::activated, this,
+            [this](int index) { choose(m_menu->itemData(index).toString()); });
+}
+
+void ChoiceControl::nameChildren(const QString &name)
+{
+    m_menu->setObjectName(name + u"Menu"_s);
+    m_custom->setObjectName(name + u"Custom"_s);
+}
+
+QString ChoiceControl::defaultEntryText(const QString &defaultValue) const
+{
+    return u"Use default: "_s + (defaultValue.isEmpty() ? u"(not set)"_s : defaultValue);
+}
+
+void ChoiceControl::bind(SettingsModel *model, std::function<QString()> defaultValue,
+                         std::function<QStringList()> catalog, const QString &customKey,
+                         const Bind::Text &value, std::function<void()> save,
+                         const QList<Bind::Signal> &alsoWatch)
+{
+    m_model = model;
+    m_defaultValue = std::move(defaultValue);
+    m_catalog = std::move(catalog);
+    m_customKey = customKey;
+    m_value = value;
+    m_save = std::move(save);
+    m_custom->bind(model, value, m_save);
+    Bind::watch(model, this,
+                value.changed + alsoWatch
+                    + QList<Bind::Signal>{&SettingsModel::choiceCustomChanged},
+                [this] { refresh(); });
+}
+
+bool ChoiceControl::isCustomMode() const
+{
+    if (!m_model)
+        return false;
+    if (m_model->choiceCustom().contains(m_customKey))
+        return true;
+    const QString value = m_value.get();
+    return !value.isEmpty() && !m_catalog().contains(value);
+}
+
+QString ChoiceControl::selectedTag() const
+{
+    if (isCustomMode())
+        return customTag();
+    return m_value.get ? m_value.get() : QString();
+}
+
+void ChoiceControl::refresh()
+{
+    const QString defaultValue = m_defaultValue();
+    QList<std::pair<QString, QString>> entries{{defaultEntryText(defaultValue), QString()}};
+    for (const QString &item : m_catalog()) {
+        if (item != defaultValue)
+            entries.append({entryText(item), item});
+    }
+    entries.append({u"Custom…"_s, customTag()});
+
+    const QSignalBlocker blocker(m_menu);
+    bool same = m_menu->count() == entries.size();
+    for (int i = 0; same && i < entries.size(); ++i) {
+        same = m_menu->itemText(i) == entries.at(i).first
+               && m_menu->itemData(i).toString() == entries.at(i).second;
+    }
+    if (!same) {
+        m_menu->clear();
+        for (const auto &[text, tag] : std::as_const(entries))
+            m_menu->addItem(text, tag);
+    }
+    // A value equal to the default is not listed on its own; it reads as the default entry.
+    const int index = m_menu->findData(selectedTag());
+    m_menu->setCurrentIndex(index >= 0 ? index : 0);
+
+    const bool custom = isCustomMode();
+    if (custom != m_custom->isVisibleTo(this))
+        m_custom->setVisible(custom);
+}
+
+void ChoiceControl::choose(const QString &tag)
+{
+    if (tag == customTag()) {
+        m_model->setChoiceCustomMode(m_customKey, true);
+    } else {
+        m_model->setChoiceCustomMode(m_customKey, false);
+        m_value.set(tag);
+    }
+    if (m_save)
+        m_save();
+    refresh();
+}
+
+// ---- ModeControl -------------------------------------------------------------------------------
+
+QStringList ModeControl::modes()
+{
+    return {u"researcher"_s, u"assistant"_s, u"coder"_s, u"chef"_s, u"none"_s};
+}
+
+QString ModeControl::modeTitle(const QString &mode)
+{
+    if (!modes().contains(mode) || mode.isEmpty())
+        return mode;
+    return mode.at(0).toUpper() + mode.mid(1);
+}
+
+QString ModeControl::defaultEntryText(const QString &defaultValue) const
+{
+    return u"Use default: "_s + defaultValue;
+}
+
+void ModeControl::bind(SettingsModel *model, std::function<QString()> defaultValue,
+                       const QString &customKey, const Bind::Text &value,
+                       std::function<void()> save, const QList<Bind::Signal> &alsoWatch)
+{
+    ChoiceControl::bind(
+        model, std::move(defaultValue), [] { return modes(); }, customKey, value, std::move(save),
+        alsoWatch);
+}

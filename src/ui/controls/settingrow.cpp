@@ -1,0 +1,393 @@
+#include "ui/controls/settingrow.h"
+
+#include "config/settingsmodel.h"
+
+#include <QAbstractButton>
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QPainter>
+#include <QPainterPath>
+#include <QVBoxLayout>
+
+using namespace Qt::Literals::StringLiterals;
+
+bool filterMatches(const QString &filter, const QString &haystack)
+{
+    if (filter.isEmpty())
+        return true;
+    return haystack.toLower().contains(filter.toLower());
+}
+
+QString objectNameForTitle(const QString &title)
+{
+    QString name;
+    QString word;
+    auto flush = [&] {
+        if (word.isEmpty())
+            return;
+        word = word.toLower();
+        if (!name.isEmpty())
+            word[0] = word.at(0).toUpper();
+        name += word;
+        word.clear();
+    };
+    for (QChar c : title) {
+        if (c.isLetterOrNumber() && c.unicode() < 128)
+            word += c;
+        else
+            flush();
+    }
+    flush();
+    return name.isEmpty() ? u"control"_s : name;
+}
+
+namespace StatusColors {
+// Mid-tone green and red: enough contrast on white and on a dark grey window alike.
+QColor good()
+{
+    return QColor(0x2e, 0xa0, 0x4f);
+}
+QColor bad()
+{
+    return QColor(0xe0, 0x44, 0x3e);
+}
+} // namespace StatusColors
+
+QLabel *plainLabel(const QString &text, QWidget *parent)
+{
+    auto *label = new QLabel(parent);
+    label->setTextFormat(Qt::PlainText);
+    label->setText(text);
+    return label;
+}
+
+WrapLabel::WrapLabel(const QString &text, QWidget *parent)
+    : QLabel(parent)
+{
+    setTextFormat(Qt::PlainText);
+    setWordWrap(true);
+    setText(text);
+}
+
+int WrapLabel::heightForWidth(int width) const
+{
+    if (text() != m_measuredText) {
+        m_heights.clear();
+        m_measuredText = text();
+    }
+    if (const auto it = m_heights.constFind(width); it != m_heights.constEnd())
+        return *it;
+    const int height = QLabel::heightForWidth(width);
+    if (m_heights.size() > 64)
+        m_heights.clear();
+    m_heights.insert(width, height);
+    return height;
+}
+
+void WrapLabel::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange
+        || event->type() == QEvent::ContentsRectChange)
+        m_heights.clear();
+    QLabel::changeEvent(event);
+}
+
+QLabel *secondaryLabel(const QString &text, QWidget *parent)
+{
+    QLabel *label = new WrapLabel(text, parent);
+    label->setForegroundRole(QPalette::PlaceholderText);
+    QFont font = label->font();
+    if (font.pointSizeF() > 0)
+        font.setPointSizeF(font.pointSizeF() * 0.9);
+    label->setFont(font);
+    return label;
+}
+
+// ---- FilteredRow -------------------------------------------------------------------------------
+
+FilteredRow::FilteredRow(SettingsModel *model, QWidget *parent)
+    : QWidget(parent)
+    , m_model(model)
+{
+    connect(model, &SettingsModel::filterChanged, this, &FilteredRow::applyFilter);
+}
+
+void FilteredRow::applyFilter()
+{
+    const bool matches = filterMatches(m_model->filter(), haystack());
+    const bool changed = matches != m_matches;
+    m_matches = matches;
+    // Showing a widget without a parent would open it as a window; the parent change below
+    // applies the state once the row is placed.
+    if (parentWidget())
+        setVisible(matches);
+    else if (!matches)
+        setVisible(false);
+    if (changed)
+        Q_EMIT filterMatchChanged(matches);
+}
+
+bool FilteredRow::event(QEvent *event)
+{
+    if (event->type() == QEvent::ParentChange && parentWidget())
+        setVisible(m_matches);
+    return QWidget::event(event);
+}
+
+// ---- SettingRow --------------------------------------------------------------------------------
+
+SettingRow::SettingRow(SettingsModel *model, const QString &title, const QString &explainer,
+                       QWidget *control, QWidget *parent)
+    : FilteredRow(model, parent)
+    , m_title(title)
+    , m_explainer(explainer)
+    , m_titleLabel(plainLabel(title))
+    , m_explainerLabel(secondaryLabel(explainer))
+    , m_line(new QHBoxLayout)
+{
+    setObjectName(objectNameForTitle(title) + u"Row"_s);
+    m_titleLabel->setObjectName(u"title"_s);
+    m_explainerLabel->setObjectName(u"explainer"_s);
+    m_explainerLabel->setVisible(!explainer.isEmpty());
+
+    auto *column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 4, 0, 4);
+    column->setSpacing(2);
+    m_line->setSpacing(8);
+    m_line->addWidget(m_titleLabel);
+    m_line->addStretch(1);
+    column->addLayout(m_line);
+    column->addWidget(m_explainerLabel);
+
+    if (control)
+        setControl(control);
+    applyFilter();
+}
+
+void SettingRow::setExplainer(const QString &explainer)
+{
+    if (explainer == m_explainer)
+        return;
+    m_explainer = explainer;
+    m_explainerLabel->setText(explainer);
+    m_explainerLabel->setVisible(!explainer.isEmpty());
+    applyFilter();
+}
+
+void SettingRow::setControl(QWidget *control)
+{
+    if (m_control == control)
+        return;
+    if (m_control) {
+        m_line->removeWidget(m_control);
+        m_control->hide();
+        m_control->deleteLater();
+    }
+    m_control = control;
+    if (!control)
+        return;
+    if (control->objectName().isEmpty())
+        control->setObjectName(objectNameForTitle(m_title));
+    m_line->addWidget(control, 0, Qt::AlignRight | Qt::AlignVCenter);
+
+    // Screen readers announce the control by the row's title. Buttons that carry their own
+    // text or name keep it.
+    QList<QWidget *> widgets{control};
+    widgets += control->findChildren<QWidget *>();
+    QWidget *buddy = nullptr;
+    for (QWidget *widget : std::as_const(widgets)) {
+        if (widget->focusPolicy() == Qt::NoFocus)
+            continue;
+        if (!buddy)
+            buddy = widget;
+        const auto *button = qobject_cast<QAbstractButton *>(widget);
+        if (button && !button->text().isEmpty())
+            continue;
+        if (widget->accessibleName().isEmpty())
+            widget->setAccessibleName(m_title);
+    }
+    m_titleLabel->setBuddy(buddy ? buddy : control);
+    // With a buddy the label reads "&" as a mnemonic marker; titles may be outside text (skill
+    // titles) and are shown as written, so every "&" is doubled.
+    m_titleLabel->setText(QString(m_title).replace(u'&', u"&&"_s));
+}
+
+void SettingRow::setTitleTrailing(QWidget *widget)
+{
+    if (m_titleTrailing) {
+        m_line->removeWidget(m_titleTrailing);
+        m_titleTrailing->hide();
+        m_titleTrailing->deleteLater();
+    }
+    m_titleTrailing = widget;
+    if (widget)
+        m_line->insertWidget(1, widget);
+}
+
+QString SettingRow::haystack() const
+{
+    return m_title + u' ' + m_explainer;
+}
+
+// ---- SwitchButton ------------------------------------------------------------------------------
+
+SwitchButton::SwitchButton(QWidget *parent)
+    : QCheckBox(parent)
+{
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::StrongFocus);
+}
+
+QSize SwitchButton::sizeHint() const
+{
+    return {40, 22};
+}
+QSize SwitchButton::minimumSizeHint() const
+{
+    return sizeHint();
+}
+
+bool SwitchButton::hitButton(const QPoint &pos) const
+{
+    return rect().contains(pos);
+}
+
+void SwitchButton::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QPalette &pal = palette();
+    const QRectF track = QRectF(rect()).adjusted(2, 2, -2, -2);
+    const qreal radius = track.height() / 2;
+    if (!isEnabled())
+        painter.setOpacity(0.45);
+
+    if (hasFocus()) {
+        painter.setPen(QPen(pal.color(QPalette::Highlight), 2));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), radius + 1, radius + 1);
+    }
+    painter.setPen(QPen(pal.color(QPalette::Dark), 1));
+    painter.setBrush(isChecked() ? pal.color(QPalette::Highlight) : pal.color(QPalette::Mid));
+    painter.drawRoundedRect(track, radius, radius);
+
+    const qreal knob = track.height() - 4;
+    const qreal x = isChecked() ? track.right() - 2 - knob : track.left() + 2;
+    painter.setPen(QPen(pal.color(QPalette::Dark), 0.5));
+    painter.setBrush(pal.color(QPalette::Light));
+    painter.drawEllipse(QRectF(x, track.top() + 2, knob, knob));
+}
+
+// ---- ToggleRow ---------------------------------------------------------------------------------
+
+ToggleRow::ToggleRow(SettingsModel *model, const QString &title, const QString &explainer,
+                     QWidget *parent)
+    : SettingRow(model, title, explainer, nullptr, parent)
+    , m_switch(new SwitchButton)
+{
+    setControl(m_switch);
+    connect(m_switch, &QAbstractButton::clicked, this, [this](bool checked) {
+        if (m_isOn.set)
+            m_isOn.set(checked);
+        if (m_onToggle)
+            m_onToggle();
+    });
+}
+
+void ToggleRow::bind(const Bind::Flag &isOn, std::function<void()> onToggle)
+{
+    m_isOn = isOn;
+    m_onToggle = std::move(onToggle);
+    Bind::watch(settingsModel(), this, isOn.changed, [this] {
+        const QSignalBlocker blocker(m_switch);
+        m_switch->setChecked(m_isOn.get());
+    });
+}
+
+// ---- StatusRow ---------------------------------------------------------------------------------
+
+namespace {
+
+class Dot final : public QWidget {
+public:
+    explicit Dot(QWidget *parent = nullptr)
+        : QWidget(parent)
+    {
+        setFixedSize(8, 8);
+    }
+    void setColour(const QColor &colour)
+    {
+        m_colour = colour;
+        update();
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(m_colour);
+        painter.drawEllipse(QRectF(rect()));
+    }
+
+private:
+    QColor m_colour;
+};
+
+} // namespace
+
+StatusRow::StatusRow(SettingsModel *model, const QString &label, QWidget *parent)
+    : FilteredRow(model, parent)
+    , m_label(label)
+    , m_labelLabel(plainLabel(label))
+    , m_dotWidget(new Dot)
+    , m_valueLabel(plainLabel())
+{
+    setObjectName(objectNameForTitle(label) + u"Row"_s);
+    m_labelLabel->setObjectName(u"label"_s);
+    m_valueLabel->setObjectName(objectNameForTitle(label) + u"Value"_s);
+    m_valueLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    m_valueLabel->setAccessibleName(label);
+    m_dotWidget->setObjectName(u"dot"_s);
+    m_dotWidget->hide();
+
+    auto *line = new QHBoxLayout(this);
+    line->setContentsMargins(0, 3, 0, 3);
+    line->setSpacing(6);
+    line->addWidget(m_labelLabel);
+    line->addStretch(1);
+    line->addWidget(m_dotWidget, 0, Qt::AlignVCenter);
+    line->addWidget(m_valueLabel);
+    applyFilter();
+}
+
+void StatusRow::setValue(const QString &value, std::optional<QColor> valueColor)
+{
+    m_valueLabel->setText(value);
+    if (valueColor) {
+        QPalette palette = m_valueLabel->palette();
+        palette.setColor(QPalette::WindowText, *valueColor);
+        m_valueLabel->setPalette(palette);
+    } else {
+        m_valueLabel->setPalette(QPalette());
+    }
+    if (value != m_value) {
+        m_value = value;
+        applyFilter();
+    }
+}
+
+void StatusRow::setDot(std::optional<QColor> colour)
+{
+    m_dot = colour;
+    if (colour)
+        static_cast<Dot *>(m_dotWidget)->setColour(*colour);
+    m_dotWidget->setVisible(colour.has_value());
+}
+
+QString StatusRow::haystack() const
+{
+    return m_label + u' ' + m_value;
+}

@@ -1,0 +1,173 @@
+#pragma once
+
+#include "ui/controls/binding.h"
+
+#include <QCheckBox>
+#include <QColor>
+#include <QHash>
+#include <QLabel>
+#include <QPointer>
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+#include <optional>
+
+class QBoxLayout;
+class QHBoxLayout;
+class SettingsModel;
+
+// The settings search rule shared by every row: an empty filter shows everything; otherwise the
+// row shows when its lower-cased haystack contains the lower-cased filter as one substring.
+// Neither side is trimmed, and words are not matched separately.
+bool filterMatches(const QString &filter, const QString &haystack);
+
+// "Server URL (required)" -> "serverUrlRequired": the objectName a row gives a control that
+// the page left unnamed.
+QString objectNameForTitle(const QString &title);
+
+// Green and red for outcome texts and status dots; chosen to read on light and dark palettes.
+namespace StatusColors {
+QColor good();
+QColor bad();
+} // namespace StatusColors
+
+// A row that hides itself (and takes no space) while the model's filter does not match its
+// haystack. Rows own their visibility: pages never call setVisible() on a row.
+class FilteredRow : public QWidget {
+    Q_OBJECT
+public:
+    explicit FilteredRow(SettingsModel *model, QWidget *parent = nullptr);
+
+    SettingsModel *settingsModel() const { return m_model; }
+    bool matchesFilter() const { return m_matches; }
+    virtual QString haystack() const = 0;
+
+Q_SIGNALS:
+    void filterMatchChanged(bool matches);
+
+protected:
+    // Call at the end of every constructor and whenever the haystack changes.
+    void applyFilter();
+    bool event(QEvent *event) override;
+
+private:
+    SettingsModel *m_model;
+    bool m_matches = true;
+};
+
+// A labelled setting: the title (and an optional widget right after it), a flexible space and
+// the control at its natural size on the first line; the explainer below in a smaller,
+// secondary style. The control gets an objectName derived from the title unless it has one,
+// and every focusable widget inside it gets the title as accessible name; the title label is
+// its buddy.
+class SettingRow : public FilteredRow {
+    Q_OBJECT
+public:
+    SettingRow(SettingsModel *model, const QString &title, const QString &explainer = {},
+               QWidget *control = nullptr, QWidget *parent = nullptr);
+
+    const QString &title() const { return m_title; }
+    const QString &explainer() const { return m_explainer; }
+    // For texts that follow the model, e.g. "Inherits the default: …"; re-runs the filter.
+    void setExplainer(const QString &explainer);
+
+    QWidget *control() const { return m_control; }
+    void setControl(QWidget *control);
+    QWidget *titleTrailing() const { return m_titleTrailing; }
+    void setTitleTrailing(QWidget *widget);
+
+    QLabel *titleLabel() const { return m_titleLabel; }
+    QLabel *explainerLabel() const { return m_explainerLabel; }
+
+    QString haystack() const override;
+
+private:
+    QString m_title;
+    QString m_explainer;
+    QLabel *m_titleLabel;
+    QLabel *m_explainerLabel;
+    QHBoxLayout *m_line;
+    QPointer<QWidget> m_control;
+    QPointer<QWidget> m_titleTrailing;
+};
+
+// A check box drawn as a switch, in the palette's colours.
+class SwitchButton final : public QCheckBox {
+    Q_OBJECT
+public:
+    explicit SwitchButton(QWidget *parent = nullptr);
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+    bool hitButton(const QPoint &pos) const override;
+};
+
+// A SettingRow with a switch. A user toggle writes the new value through the binding, then
+// runs onToggle (pages save there). Model changes move the switch without calling onToggle.
+class ToggleRow final : public SettingRow {
+    Q_OBJECT
+public:
+    ToggleRow(SettingsModel *model, const QString &title, const QString &explainer = {},
+              QWidget *parent = nullptr);
+
+    SwitchButton *toggle() const { return m_switch; }
+    void bind(const Bind::Flag &isOn, std::function<void()> onToggle);
+    // The optional view shown right after the title.
+    void setTrailing(QWidget *widget) { setTitleTrailing(widget); }
+
+private:
+    SwitchButton *m_switch;
+    Bind::Flag m_isOn;
+    std::function<void()> m_onToggle;
+};
+
+// A read-only line: the label on the left; on the right an optional coloured dot, then the
+// value, in valueColor when given. Its haystack is label + " " + value.
+class StatusRow final : public FilteredRow {
+    Q_OBJECT
+public:
+    StatusRow(SettingsModel *model, const QString &label, QWidget *parent = nullptr);
+
+    const QString &label() const { return m_label; }
+    const QString &value() const { return m_value; }
+    void setValue(const QString &value, std::optional<QColor> valueColor = std::nullopt);
+    void setDot(std::optional<QColor> colour);
+    std::optional<QColor> dot() const { return m_dot; }
+
+    QLabel *labelLabel() const { return m_labelLabel; }
+    QLabel *valueLabel() const { return m_valueLabel; }
+    QString haystack() const override;
+
+private:
+    QString m_label;
+    QString m_value;
+    std::optional<QColor> m_dot;
+    QLabel *m_labelLabel;
+    QWidget *m_dotWidget;
+    QLabel *m_valueLabel;
+};
+
+// A plain, word-wrapped label that remembers its height for a width. Layouts ask a wrapping
+// label for its height many times while a page is laid out, and each answer lays the text out
+// again; explainers are on every row, so the answers are kept until the text or font changes.
+class WrapLabel final : public QLabel {
+    Q_OBJECT
+public:
+    explicit WrapLabel(const QString &text = {}, QWidget *parent = nullptr);
+    int heightForWidth(int width) const override;
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    mutable QString m_measuredText;
+    mutable QHash<int, int> m_heights;
+};
+
+// A QLabel for text that may come from outside (nicknames, handles, file names): always plain.
+QLabel *plainLabel(const QString &text = {}, QWidget *parent = nullptr);
+// Secondary, slightly smaller text (explainers and hints), plain.
+QLabel *secondaryLabel(const QString &text = {}, QWidget *parent = nullptr);

@@ -1,0 +1,95 @@
+#pragma once
+
+#include "ui/controls/binding.h"
+
+#include <QScrollArea>
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+
+class QLabel;
+class QVBoxLayout;
+class SettingsModel;
+class SettingRow;
+
+// What every page needs around its rows: a scrollable page with a heading, titled groups, and
+// blocks that are rebuilt when the shape of the model changes (the number of backup rows, …).
+
+// A titled box of rows. While the settings filter is not empty and none of its rows match, the
+// whole group (title included) is hidden, so a search shows only what it found.
+class SettingsGroup final : public QWidget {
+    Q_OBJECT
+public:
+    SettingsGroup(SettingsModel *model, const QString &title, const QString &explainer = {},
+                  QWidget *parent = nullptr);
+
+    QLabel *titleLabel() const { return m_title; }
+    QLabel *explainerLabel() const { return m_explainer; }
+    void setExplainer(const QString &text);
+
+    // Rows, widgets and dynamic blocks, top to bottom inside the box.
+    void addWidget(QWidget *widget);
+    QVBoxLayout *boxLayout() const { return m_layout; }
+
+    // Re-evaluates whether any row inside matches the filter.
+    void updateVisibility();
+
+private:
+    SettingsModel *m_model;
+    QLabel *m_title;
+    QLabel *m_explainer;
+    QVBoxLayout *m_layout;
+};
+
+// A scrollable page: the heading, an optional introduction line, then groups and widgets top to
+// bottom. Its objectName is given by the page ("modelPage", …).
+class SettingsPage final : public QScrollArea {
+    Q_OBJECT
+public:
+    SettingsPage(SettingsModel *model, const QString &heading, QWidget *parent = nullptr);
+
+    QLabel *headingLabel() const { return m_heading; }
+    // A secondary line under the heading; set again when its text follows the model.
+    QLabel *setIntro(const QString &text);
+
+    // A new group at the end of the page.
+    SettingsGroup *addGroup(const QString &title, const QString &explainer = {});
+    void addWidget(QWidget *widget);
+    QVBoxLayout *contentLayout() const { return m_layout; }
+
+    SettingsModel *settingsModel() const { return m_model; }
+
+private:
+    SettingsModel *m_model;
+    QLabel *m_heading;
+    QLabel *m_intro = nullptr;
+    QVBoxLayout *m_layout;
+};
+
+// A block whose content is built by `build` and built again when `shape` gives a new value
+// after one of `changes` (for example the number of backup models). The widgets inside refresh
+// themselves through their bindings in between; only structural changes rebuild. Pending text
+// edits inside are committed before the old content goes away.
+class DynamicBlock final : public QWidget {
+    Q_OBJECT
+public:
+    using Builder = std::function<void(QVBoxLayout *layout)>;
+
+    DynamicBlock(SettingsModel *model, const QList<Bind::Signal> &changes,
+                 std::function<QString()> shape, Builder build, QWidget *parent = nullptr);
+
+    void rebuild();
+    QWidget *content() const { return m_content; }
+
+private:
+    std::function<QString()> m_shape;
+    Builder m_build;
+    QString m_lastShape;
+    QWidget *m_content = nullptr;
+    QVBoxLayout *m_outer;
+};
+
+// The heading font of a page and the title font of a group.
+QFont headingFont(const QFont &base);
+QFont groupTitleFont(const QFont &base);

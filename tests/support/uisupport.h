@@ -1,0 +1,73 @@
+#pragma once
+
+// Helpers for the widget tests (header only: the support library itself links no widgets).
+
+#include "support/testsupport.h"
+
+#include <QAbstractItemView>
+#include <QComboBox>
+#include <QDateTime>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTest>
+#include <QWidget>
+
+namespace UiSupport {
+
+// Finds a widget by objectName under `root`, failing the test when there is none.
+template <typename T = QWidget> T *find(const QObject *root, const QString &name)
+{
+    T *widget = root->findChild<T *>(name);
+    if (!widget)
+        qWarning("no widget named %s", qPrintable(name));
+    return widget;
+}
+
+// Chooses the entry with exactly this text the way a keyboard user does: focus the menu,
+// open it, walk to the entry with the arrow keys and press Return. Returns false when the
+// menu has no such entry.
+inline bool choose(QComboBox *menu, const QString &text)
+{
+    const int target = menu->findText(text, Qt::MatchExactly);
+    if (target < 0)
+        return false;
+    menu->setFocus();
+    menu->showPopup();
+    QAbstractItemView *view = menu->view();
+    if (!QTest::qWaitForWindowExposed(view->window()))
+        return false;
+    const int steps = target - menu->currentIndex();
+    const Qt::Key key = steps > 0 ? Qt::Key_Down : Qt::Key_Up;
+    for (int i = 0; i < std::abs(steps); ++i)
+        QTest::keyClick(view, key);
+    QTest::keyClick(view, Qt::Key_Return);
+    return menu->currentIndex() == target;
+}
+
+inline QStringList entries(const QComboBox *menu)
+{
+    QStringList list;
+    for (int i = 0; i < menu->count(); ++i)
+        list.append(menu->itemText(i));
+    return list;
+}
+
+// Writes a configuration document with a modification time an hour in the past, so that the
+// next write is always seen as a change.
+inline void writeConfig(const QString &path, const QByteArray &bytes)
+{
+    TestSupport::writeFile(path, bytes);
+    QFile file(path);
+    if (file.open(QIODevice::ReadWrite))
+        file.setFileTime(QDateTime::currentDateTime().addSecs(-3600),
+                         QFileDevice::FileModificationTime);
+}
+
+inline QJsonObject readConfig(const QString &path)
+{
+    return QJsonDocument::fromJson(TestSupport::readFile(path)).object();
+}
+
+} // namespace UiSupport
