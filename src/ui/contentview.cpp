@@ -207,6 +207,11 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
             &ContentView::applyColumnVisibility);
     connect(m_sidebar, &QTreeWidget::itemSelectionChanged, this, &ContentView::selectionFromList);
 
+    // Without a readable configuration file the model selects nothing; a window that opens on
+    // an empty page looks broken, so it opens on the first settings page instead.
+    if (!m_model->selection())
+        m_model->setSelection(SidebarItem::defaults(allSections().constFirst()));
+
     m_search->setText(m_model->filter());
     rebuildBotRows();
     updateAddBot();

@@ -187,6 +187,16 @@ private Q_SLOTS:
         QCOMPARE(view()->currentPage()->objectName(), u"botPage"_s);
     }
 
+    void withoutAConfigurationFileTheWindowOpensOnTheModelPage()
+    {
+        const QString missing = m_dir.filePath(u"missing/bot-config.json"_s);
+        launch("{}", {u"varnook-settings"_s, missing});
+        QCOMPARE(model()->path(), missing);
+        QCOMPARE(model()->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
+        QCOMPARE(sidebar()->currentItem()->text(0), u"Model"_s);
+        QCOMPARE(view()->currentPage()->objectName(), u"modelPage"_s);
+    }
+
     void withNoBotsAddBotIsEnabledAndAfterAddingItWaitsForAToken()
     {
         launch("{}");
