@@ -4,7 +4,9 @@
 
 #include "support/testsupport.h"
 
+#include <QAbstractButton>
 #include <QAbstractItemView>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDateTime>
 #include <QFile>
@@ -68,6 +70,30 @@ inline void writeConfig(const QString &path, const QByteArray &bytes)
 inline QJsonObject readConfig(const QString &path)
 {
     return QJsonDocument::fromJson(TestSupport::readFile(path)).object();
+}
+
+// Every control a keyboard can reach has a name tests and tools can find it by, and every
+// icon-only button says what it does.
+inline QStringList unnamedOrSilentControls(const QWidget *root)
+{
+    QStringList problems;
+    for (QWidget *widget : root->findChildren<QWidget *>()) {
+        if (widget->focusPolicy() == Qt::NoFocus || !widget->isVisible())
+            continue;
+        if (widget->objectName().isEmpty())
+            problems.append(QString::fromLatin1(widget->metaObject()->className()));
+        const auto *button = qobject_cast<QAbstractButton *>(widget);
+        if (!button || !button->text().isEmpty())
+            continue;
+        // A switch is named by its row's title; an icon button by its help text.
+        const bool isSwitch = qobject_cast<const QCheckBox *>(button) != nullptr;
+        const bool silent = isSwitch ? button->accessibleName().isEmpty()
+                                     : button->toolTip().isEmpty()
+                                           || button->accessibleName() != button->toolTip();
+        if (silent)
+            problems.append(button->objectName());
+    }
+    return problems;
 }
 
 } // namespace UiSupport

@@ -65,30 +65,6 @@ QByteArray searchPage(int count, const QString &prefix)
     return FakeGithub::searchReply(items);
 }
 
-// Every control a keyboard can reach has a name tests and tools can find it by, and every
-// icon-only button says what it does.
-QStringList unnamedOrSilentControls(const QWidget *root)
-{
-    QStringList problems;
-    for (QWidget *widget : root->findChildren<QWidget *>()) {
-        if (widget->focusPolicy() == Qt::NoFocus || !widget->isVisible())
-            continue;
-        if (widget->objectName().isEmpty())
-            problems.append(QString::fromLatin1(widget->metaObject()->className()));
-        const auto *button = qobject_cast<QAbstractButton *>(widget);
-        if (!button || !button->text().isEmpty())
-            continue;
-        // A switch is named by its row's title; an icon button by its help text.
-        const bool isSwitch = qobject_cast<const QCheckBox *>(button) != nullptr;
-        const bool silent = isSwitch ? button->accessibleName().isEmpty()
-                                     : button->toolTip().isEmpty()
-                                           || button->accessibleName() != button->toolTip();
-        if (silent)
-            problems.append(button->objectName());
-    }
-    return problems;
-}
-
 } // namespace
 
 class TestRegistryView final : public QObject {
@@ -551,7 +527,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!m_model->githubSearching(), timeout);
         settle();
         {
-            const QStringList problems = unnamedOrSilentControls(m_view.get());
+            const QStringList problems = UiSupport::unnamedOrSilentControls(m_view.get());
             QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u", "_s)));
         }
     }
