@@ -1,10 +1,22 @@
 // Arbitrary bytes as a status file, and every text the window builds from what parses.
 #include "service/statusinfo.h"
 
+#include <cstdio>
+#include <cstdlib>
+
+// Stops the run with the condition that failed, so the crash report says which rule broke.
+#define FUZZ_CHECK(condition)                                                                      \
+    do {                                                                                           \
+        if (!(condition)) {                                                                        \
+            std::fprintf(stderr, "%s:%d: broken: %s\n", __FILE__, __LINE__, #condition);           \
+            std::abort();                                                                          \
+        }                                                                                          \
+    } while (false)
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    const QByteArray bytes =
-        QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size));
+    const QByteArray bytes
+        = QByteArray::fromRawData(reinterpret_cast<const char *>(data), qsizetype(size));
     if (const std::optional<StatusInfo> status = parseStatus(bytes)) {
         (void)statusLineText(*status);
         (void)tokensUsedText(*status);
@@ -13,8 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         (void)backupModelsText(*status);
         (void)requestsText(*status);
         // A record written back reads the same.
-        if (parseStatus(serialiseStatus(*status)) != status)
-            std::abort();
+        FUZZ_CHECK(parseStatus(serialiseStatus(*status)) == status);
     }
     return 0;
 }
