@@ -106,7 +106,9 @@ QString readText(const QString &path)
     if (file.error() != QFileDevice::NoError || bytes.size() > maxReadSize)
         return {};
     // A file that is not valid UTF-8 cannot be read as UTF-8 text, which counts as unreadable.
-    QStringDecoder decoder(QStringConverter::Utf8);
+    // Stateless, so that a sequence cut off at the end of the file is an error too instead of
+    // being held back for more input that never comes.
+    QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless);
     QString text = decoder.decode(bytes);
     if (decoder.hasError())
         return {};

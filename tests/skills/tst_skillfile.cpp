@@ -214,6 +214,14 @@ private Q_SLOTS:
         QCOMPARE(info.description, QString());
     }
 
+    void fileEndingInACutOffUtf8SequenceReadsAsEmpty()
+    {
+        QTemporaryDir dir;
+        const QString path = writeSkill(dir, u"cut.md"_s, "# Title\nbody \xd2");
+        QCOMPARE(SkillFile::readText(path), QString());
+        QCOMPARE(SkillFile::makeSkillInfo(path, {}).title, u"Cut"_s);
+    }
+
     void unreadableEntryStillListed()
     {
         // A folder named like a skill is listed as the platform lists it, with an empty body.
