@@ -44,19 +44,20 @@ QByteArray document(int bots)
         QJsonArray own;
         for (int j = 0; j < 3; ++j)
             own.append(provider(i, j));
-        profiles.append(QJsonObject{{"trigger_words"_L1, QJsonArray{u"w%1"_s.arg(i), u"x"_s}},
-                                    {"clip_trigger_words"_L1, QJsonArray{u"clip %1"_s.arg(i)}},
-                                    {"allowed_ids"_L1, QJsonArray{i, -100 - i}},
-                                    {"briefing_time"_L1, u"07:%1"_s.arg(i % 60, 2, 10, QChar(u'0'))},
-                                    {"briefing_prompt"_L1, u"prompt %1"_s.arg(i)},
-                                    {"bot_mode"_L1, u"coder"_s},
-                                    {"base_url"_L1, u"https://bot%1.example.test/v1"_s.arg(i)},
-                                    {"api_key"_L1, u"sk-bot-%1"_s.arg(i)},
-                                    {"model"_L1, u"bot-model-%1"_s.arg(i)},
-                                    {"fallbacks"_L1, own},
-                                    {"enabled_skills"_L1, QJsonArray{u"pdf"_s, u"voice"_s}},
-                                    {"soul_file"_L1, u"~/.zandrel/soul-%1.md"_s.arg(i)},
-                                    {"x_service_key"_L1, i}});
+        profiles.append(
+            QJsonObject{{"trigger_words"_L1, QJsonArray{u"w%1"_s.arg(i), u"x"_s}},
+                        {"clip_trigger_words"_L1, QJsonArray{u"clip %1"_s.arg(i)}},
+                        {"allowed_ids"_L1, QJsonArray{i, -100 - i}},
+                        {"briefing_time"_L1, u"07:%1"_s.arg(i % 60, 2, 10, QChar(u'0'))},
+                        {"briefing_prompt"_L1, u"prompt %1"_s.arg(i)},
+                        {"bot_mode"_L1, u"coder"_s},
+                        {"base_url"_L1, u"https://bot%1.example.test/v1"_s.arg(i)},
+                        {"api_key"_L1, u"sk-bot-%1"_s.arg(i)},
+                        {"model"_L1, u"bot-model-%1"_s.arg(i)},
+                        {"fallbacks"_L1, own},
+                        {"enabled_skills"_L1, QJsonArray{u"pdf"_s, u"voice"_s}},
+                        {"soul_file"_L1, u"~/.zandrel/soul-%1.md"_s.arg(i)},
+                        {"x_service_key"_L1, i}});
     }
     doc.insert("bot_tokens"_L1, tokens);
     doc.insert("bot_nicknames"_L1, nicknames);
