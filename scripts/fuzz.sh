@@ -21,7 +21,7 @@ for t in $targets; do
   # Seeds: fuzz/corpus/<target>/ when present, else every fixture of the tests.
   seeds="$root/fuzz/corpus/$t"
   [ -d "$seeds" ] || seeds="$root/tests/fixtures"
-  find "$seeds" -type f -size -1M -exec cp -f {} "$corpus/" \; 2>/dev/null || true
+  find "$seeds" -type f -size -1024k -exec cp -f {} "$corpus/" \; 2>/dev/null || true
   echo "== $t for ${seconds}s"
   if ! "$build/fuzz/$t" -max_total_time="$seconds" -timeout=10 -rss_limit_mb=4096 \
        -artifact_prefix="$build/$t-" "$corpus" 2>"$build/$t.log"; then
