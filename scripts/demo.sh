@@ -5,6 +5,8 @@
 #
 #   scripts/demo.sh               open the window (under xvfb-run when there is no display)
 #   scripts/demo.sh --render DIR  draw every page to PNG files in DIR instead
+#   scripts/demo.sh --render DIR --palette dark   the same in a dark palette
+#   QT_SCALE_FACTOR=2 scripts/demo.sh --render DIR   the same at twice the pixel density
 #
 # Everything lives in ./demo-data, made afresh on every run; nothing in your home folder is
 # touched (HOME points into ./demo-data for the demo's processes).
@@ -13,11 +15,18 @@ root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
 
 render=""
+palette=()
 if [ "${1:-}" = "--render" ]; then
-  render="${2:?usage: scripts/demo.sh --render DIR}"
+  render="${2:?usage: scripts/demo.sh --render DIR [--palette dark|light]}"
   case "$render" in /*) ;; *) render="$root/$render" ;; esac
+  if [ "${3:-}" = "--palette" ]; then
+    palette=(--palette "${4:?usage: scripts/demo.sh --render DIR [--palette dark|light]}")
+  elif [ $# -gt 2 ]; then
+    echo "usage: scripts/demo.sh --render DIR [--palette dark|light]" >&2
+    exit 2
+  fi
 elif [ $# -gt 0 ]; then
-  echo "usage: scripts/demo.sh [--render DIR]" >&2
+  echo "usage: scripts/demo.sh [--render DIR [--palette dark|light]]" >&2
   exit 2
 fi
 
@@ -148,7 +157,7 @@ export POSTHOG_KEY=""
 
 if [ -n "$render" ]; then
   echo "Rendering every page of the demo to $render"
-  exec "$build/src/varnook-settings" --render-pages "$render" "$data/bot-config.json"
+  exec "$build/src/varnook-settings" --render-pages "$render" "$data/bot-config.json" "${palette[@]}"
 fi
 
 "$build/tools/varnook-bot-sim/varnook-bot-sim" --config "$data/bot-config.json" --running \

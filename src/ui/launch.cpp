@@ -13,6 +13,7 @@
 #include <QDir>
 #include <QIcon>
 #include <QNetworkAccessManager>
+#include <QPalette>
 #include <QSettings>
 
 #include <cstring>
@@ -110,6 +111,14 @@ int run(const QStringList &arguments, const std::function<void(SettingsApp &app)
 
     if (arguments.size() >= 3 && arguments.at(1) == u"--render-pages"_s) {
         QStringList rest = arguments.mid(2);
+        const qsizetype paletteAt = rest.indexOf(u"--palette"_s);
+        if (paletteAt >= 0 && paletteAt + 1 < rest.size()) {
+            if (rest.at(paletteAt + 1) == u"dark"_s)
+                QApplication::setPalette(darkPalette());
+            rest.remove(paletteAt, 2);
+        }
+        if (rest.isEmpty())
+            return 1;
         const QString folder = rest.takeFirst();
         const QString config
             = rest.isEmpty() ? configPathFromArguments({arguments.at(0)}) : rest.constFirst();

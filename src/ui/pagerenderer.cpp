@@ -9,6 +9,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QPalette>
 #include <QPixmap>
 #include <QTextStream>
 
@@ -71,6 +72,35 @@ QStringList renderPages(SettingsModel *model, const QString &folder)
     model->setSelection(selection);
     window.hide();
     return written;
+}
+
+QPalette darkPalette()
+{
+    const QColor window(0x2b, 0x2b, 0x2b);
+    const QColor base(0x1e, 0x1e, 0x1e);
+    const QColor text(0xe6, 0xe6, 0xe6);
+    const QColor button(0x3a, 0x3a, 0x3a);
+    QPalette palette(button, window);
+    palette.setColor(QPalette::WindowText, text);
+    palette.setColor(QPalette::Text, text);
+    palette.setColor(QPalette::ButtonText, text);
+    palette.setColor(QPalette::BrightText, Qt::white);
+    palette.setColor(QPalette::Base, base);
+    palette.setColor(QPalette::AlternateBase, QColor(0x26, 0x26, 0x26));
+    palette.setColor(QPalette::ToolTipBase, QColor(0x3c, 0x3c, 0x3c));
+    palette.setColor(QPalette::ToolTipText, text);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x9a, 0x9a, 0x9a));
+    palette.setColor(QPalette::Highlight, QColor(0x35, 0x84, 0xe4));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::Link, QColor(0x78, 0xae, 0xed));
+    palette.setColor(QPalette::Light, QColor(0x4a, 0x4a, 0x4a));
+    palette.setColor(QPalette::Midlight, QColor(0x40, 0x40, 0x40));
+    palette.setColor(QPalette::Mid, QColor(0x55, 0x55, 0x55));
+    palette.setColor(QPalette::Dark, QColor(0x18, 0x18, 0x18));
+    palette.setColor(QPalette::Shadow, QColor(0x0c, 0x0c, 0x0c));
+    for (const auto role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
+        palette.setColor(QPalette::Disabled, role, QColor(0x80, 0x80, 0x80));
+    return palette;
 }
 
 bool renderPages(const QString &configPath, const QString &folder)

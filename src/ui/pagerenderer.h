@@ -3,6 +3,7 @@
 #include <QString>
 #include <QStringList>
 
+class QPalette;
 class SettingsModel;
 
 namespace Shell {
@@ -13,6 +14,10 @@ namespace Shell {
 // written, in that order; empty when the folder cannot be made. Uses the model's state as it
 // is and puts its selection and filter back afterwards.
 QStringList renderPages(SettingsModel *model, const QString &folder);
+
+// A dark palette like the ones desktops hand to Qt applications in dark mode (window #2b2b2b,
+// fields darker, light text), so that pages can be looked at dark without a desktop.
+QPalette darkPalette();
 
 // The same for a configuration file, with a model of its own that posts no notification
 // outside this process. Prints each file written; returns false when nothing was written.

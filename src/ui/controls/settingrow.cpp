@@ -54,6 +54,47 @@ QColor bad()
 }
 } // namespace StatusColors
 
+namespace PaletteColors {
+bool isDark(const QPalette &palette)
+{
+    return palette.color(QPalette::Window).lightness()
+           < palette.color(QPalette::WindowText).lightness();
+}
+
+QColor card(const QPalette &palette)
+{
+    if (!isDark(palette))
+        return palette.color(QPalette::Base);
+    return palette.color(QPalette::Window).lighter(125);
+}
+
+QColor brightest(const QPalette &palette)
+{
+    QColor best = palette.color(QPalette::Light);
+    for (const auto role : {QPalette::Base, QPalette::WindowText, QPalette::BrightText}) {
+        const QColor candidate = palette.color(role);
+        if (candidate.lightness() > best.lightness())
+            best = candidate;
+    }
+    return best;
+}
+} // namespace PaletteColors
+
+CardFrame::CardFrame(QWidget *parent)
+    : QFrame(parent)
+{
+    setFrameShape(QFrame::StyledPanel);
+}
+
+void CardFrame::paintEvent(QPaintEvent *event)
+{
+    {
+        QPainter painter(this);
+        painter.fillRect(rect(), PaletteColors::card(palette()));
+    }
+    QFrame::paintEvent(event);
+}
+
 QLabel *plainLabel(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(parent);
@@ -275,7 +316,7 @@ void SwitchButton::paintEvent(QPaintEvent *)
     const qreal knob = track.height() - 4;
     const qreal x = isChecked() ? track.right() - 2 - knob : track.left() + 2;
     painter.setPen(QPen(pal.color(QPalette::Dark), 0.5));
-    painter.setBrush(pal.color(QPalette::Light));
+    painter.setBrush(PaletteColors::brightest(pal));
     painter.drawEllipse(QRectF(x, track.top() + 2, knob, knob));
 }
 

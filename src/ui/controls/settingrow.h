@@ -4,6 +4,7 @@
 
 #include <QCheckBox>
 #include <QColor>
+#include <QFrame>
 #include <QHash>
 #include <QLabel>
 #include <QPointer>
@@ -31,6 +32,30 @@ namespace StatusColors {
 QColor good();
 QColor bad();
 } // namespace StatusColors
+
+// Colours that follow the palette, light or dark.
+namespace PaletteColors {
+// True when the palette draws light text on a dark window.
+bool isDark(const QPalette &palette);
+// The background of a box of rows. A light palette gets its base colour (white boxes on a
+// grey window); a dark palette gets a shade lighter than the window, because its base colour
+// is darker than the window and text fields, whose frames the styles draw in a darkened
+// window colour, would vanish into a base-coloured box.
+QColor card(const QPalette &palette);
+// The brightest colour the palette has (for a switch's knob on either track colour).
+QColor brightest(const QPalette &palette);
+} // namespace PaletteColors
+
+// A framed box painted in PaletteColors::card(): the grouped-form look of every settings group
+// and About section. It follows a palette change without being rebuilt.
+class CardFrame final : public QFrame {
+    Q_OBJECT
+public:
+    explicit CardFrame(QWidget *parent = nullptr);
+
+protected:
+    void paintEvent(QPaintEvent *event) override;
+};
 
 // A row that hides itself (and takes no space) while the model's filter does not match its
 // haystack. Rows own their visibility: pages never call setVisible() on a row.

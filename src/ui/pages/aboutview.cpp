@@ -122,11 +122,8 @@ InfoSection::InfoSection(const QString &title, QWidget *parent)
     m_title->setFont(groupTitleFont(font()));
 
     // The same grouped-form box as the settings groups.
-    auto *box = new QFrame;
+    auto *box = new CardFrame;
     box->setObjectName(u"sectionBox"_s);
-    box->setFrameShape(QFrame::StyledPanel);
-    box->setBackgroundRole(QPalette::Base);
-    box->setAutoFillBackground(true);
     box->setLayout(m_layout);
     m_layout->setContentsMargins(12, 8, 12, 8);
     m_layout->setSpacing(6);

@@ -43,12 +43,9 @@ SettingsGroup::SettingsGroup(SettingsModel *model, const QString &title, const Q
     m_explainer->setObjectName(u"groupExplainer"_s);
     m_explainer->setVisible(!explainer.isEmpty());
 
-    // The rows sit on the base colour inside a frame, like a grouped form.
-    auto *box = new QFrame;
+    // The rows sit in a framed card, like a grouped form.
+    auto *box = new CardFrame;
     box->setObjectName(u"groupBox"_s);
-    box->setFrameShape(QFrame::StyledPanel);
-    box->setBackgroundRole(QPalette::Base);
-    box->setAutoFillBackground(true);
     box->setLayout(m_layout);
     m_layout->setContentsMargins(12, 6, 12, 6);
     m_layout->setSpacing(2);
