@@ -1,15 +1,38 @@
 #include "config/configdocument.h"
 
+#include <QCborMap>
 #include <QCborValue>
 #include <QJsonDocument>
-#include <QUuid>
+#include <QRandomGenerator>
+#include <QVarLengthArray>
+
+#include <array>
+#include <cstring>
 
 using namespace Qt::Literals::StringLiterals;
 
 Fallback Fallback::create()
 {
+    // A version 4 UUID in its 36-character form, from Qt's securely seeded generator.
+    // QUuid::createUuid() asks the kernel for every one, and loading a document makes one per
+    // backup model.
+    std::array<quint32, 4> words;
+    QRandomGenerator::global()->fillRange(words.data(), qsizetype(words.size()));
+    std::array<quint8, 16> bytes;
+    std::memcpy(bytes.data(), words.data(), bytes.size());
+    bytes[6] = quint8((bytes[6] & 0x0f) | 0x40);
+    bytes[8] = quint8((bytes[8] & 0x3f) | 0x80);
+    static constexpr char16_t digits[] = u"0123456789abcdef";
+    QString id(36, Qt::Uninitialized);
+    QChar *out = id.data();
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        if (i == 4 || i == 6 || i == 8 || i == 10)
+            *out++ = u'-';
+        *out++ = digits[bytes[i] >> 4];
+        *out++ = digits[bytes[i] & 0x0f];
+    }
     Fallback f;
-    f.id = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    f.id = std::move(id);
     return f;
 }
 
@@ -38,7 +61,7 @@ enum class Kind {
 };
 
 struct TopLevelKey {
-    QLatin1StringView json;
+    QStringView json;
     Kind kind;
     QString ConfigValues::*text = nullptr;
     bool ConfigValues::*flag = nullptr;
@@ -60,16 +83,16 @@ QString assistant()
     return u"assistant"_s;
 }
 
-TopLevelKey text(QLatin1StringView json, QString ConfigValues::*m, Kind kind = Kind::Text,
+TopLevelKey text(QStringView json, QString ConfigValues::*m, Kind kind = Kind::Text,
                  QString (*def)() = empty)
 {
     return {json, kind, m, nullptr, def};
 }
-TopLevelKey number(QLatin1StringView json, QString ConfigValues::*m, qint64 def)
+TopLevelKey number(QStringView json, QString ConfigValues::*m, qint64 def)
 {
     return {json, Kind::Number, m, nullptr, empty, def};
 }
-TopLevelKey flag(QLatin1StringView json, bool ConfigValues::*m, bool def)
+TopLevelKey flag(QStringView json, bool ConfigValues::*m, bool def)
 {
     return {json, Kind::Flag, nullptr, m, empty, 0, def};
 }
@@ -78,29 +101,29 @@ TopLevelKey flag(QLatin1StringView json, bool ConfigValues::*m, bool def)
 const QList<TopLevelKey> &topLevelKeys()
 {
     static const QList<TopLevelKey> keys = {
-        text("base_url"_L1, &ConfigValues::baseURL, Kind::TrimmedText, defaultBaseUrl),
-        text("api_key"_L1, &ConfigValues::apiKey),
-        text("model"_L1, &ConfigValues::model),
-        text("model_name"_L1, &ConfigValues::modelName),
-        text("trigger_words"_L1, &ConfigValues::triggerWords, Kind::CommaList),
-        text("clip_trigger_words"_L1, &ConfigValues::clipTriggerWords, Kind::CommaList),
-        text("allowed_ids"_L1, &ConfigValues::allowedIDs, Kind::IdList),
-        text("briefing_time"_L1, &ConfigValues::briefingTime, Kind::Text, eightOClock),
-        text("briefing_prompt"_L1, &ConfigValues::briefingPrompt),
-        text("bot_mode"_L1, &ConfigValues::botMode, Kind::Text, assistant),
-        text("soul_file"_L1, &ConfigValues::soulFile, Kind::TextOrRemoved, defaultSoulFile),
-        number("max_tokens"_L1, &ConfigValues::maxTokens, 350),
-        number("chat_buffer_max"_L1, &ConfigValues::chatBufferMax, 40),
-        number("recall_limit"_L1, &ConfigValues::recallLimit, 5),
-        number("fact_cap"_L1, &ConfigValues::factCap, 5000),
-        number("research_max_tokens"_L1, &ConfigValues::researchMaxTokens, 1200),
-        number("api_timeout"_L1, &ConfigValues::apiTimeout, 30),
-        text("data_dir"_L1, &ConfigValues::dataDir),
-        flag("show_in_dock"_L1, &ConfigValues::showInDock, false),
-        flag("launch_at_login"_L1, &ConfigValues::launchAtLogin, false),
-        flag("backfill_missed"_L1, &ConfigValues::backfillMissed, true),
-        flag("briefing_crypto"_L1, &ConfigValues::briefingCrypto, false),
-        flag("auto_memory"_L1, &ConfigValues::autoMemory, true),
+        text(u"base_url", &ConfigValues::baseURL, Kind::TrimmedText, defaultBaseUrl),
+        text(u"api_key", &ConfigValues::apiKey),
+        text(u"model", &ConfigValues::model),
+        text(u"model_name", &ConfigValues::modelName),
+        text(u"trigger_words", &ConfigValues::triggerWords, Kind::CommaList),
+        text(u"clip_trigger_words", &ConfigValues::clipTriggerWords, Kind::CommaList),
+        text(u"allowed_ids", &ConfigValues::allowedIDs, Kind::IdList),
+        text(u"briefing_time", &ConfigValues::briefingTime, Kind::Text, eightOClock),
+        text(u"briefing_prompt", &ConfigValues::briefingPrompt),
+        text(u"bot_mode", &ConfigValues::botMode, Kind::Text, assistant),
+        text(u"soul_file", &ConfigValues::soulFile, Kind::TextOrRemoved, defaultSoulFile),
+        number(u"max_tokens", &ConfigValues::maxTokens, 350),
+        number(u"chat_buffer_max", &ConfigValues::chatBufferMax, 40),
+        number(u"recall_limit", &ConfigValues::recallLimit, 5),
+        number(u"fact_cap", &ConfigValues::factCap, 5000),
+        number(u"research_max_tokens", &ConfigValues::researchMaxTokens, 1200),
+        number(u"api_timeout", &ConfigValues::apiTimeout, 30),
+        text(u"data_dir", &ConfigValues::dataDir),
+        flag(u"show_in_dock", &ConfigValues::showInDock, false),
+        flag(u"launch_at_login", &ConfigValues::launchAtLogin, false),
+        flag(u"backfill_missed", &ConfigValues::backfillMissed, true),
+        flag(u"briefing_crypto", &ConfigValues::briefingCrypto, false),
+        flag(u"auto_memory", &ConfigValues::autoMemory, true),
     };
     return keys;
 }
@@ -115,7 +138,7 @@ enum class BotKind {
 };
 
 struct BotKey {
-    QLatin1StringView json;
+    QStringView json;
     BotKind kind;
     QString BotProfile::*field;
     QString ConfigValues::*defaultValue; // nullptr for Own
@@ -124,19 +147,18 @@ struct BotKey {
 const QList<BotKey> &botKeys()
 {
     static const QList<BotKey> keys = {
-        {"trigger_words"_L1, BotKind::Words, &BotProfile::triggerWords,
-         &ConfigValues::triggerWords},
-        {"clip_trigger_words"_L1, BotKind::Words, &BotProfile::clipTriggerWords,
+        {u"trigger_words", BotKind::Words, &BotProfile::triggerWords, &ConfigValues::triggerWords},
+        {u"clip_trigger_words", BotKind::Words, &BotProfile::clipTriggerWords,
          &ConfigValues::clipTriggerWords},
-        {"allowed_ids"_L1, BotKind::Ids, &BotProfile::allowedIDs, &ConfigValues::allowedIDs},
-        {"briefing_time"_L1, BotKind::Text, &BotProfile::briefingTime, &ConfigValues::briefingTime},
-        {"briefing_prompt"_L1, BotKind::Text, &BotProfile::briefingPrompt,
+        {u"allowed_ids", BotKind::Ids, &BotProfile::allowedIDs, &ConfigValues::allowedIDs},
+        {u"briefing_time", BotKind::Text, &BotProfile::briefingTime, &ConfigValues::briefingTime},
+        {u"briefing_prompt", BotKind::Text, &BotProfile::briefingPrompt,
          &ConfigValues::briefingPrompt},
-        {"bot_mode"_L1, BotKind::Text, &BotProfile::botMode, &ConfigValues::botMode},
-        {"base_url"_L1, BotKind::Trimmed, &BotProfile::baseURL, &ConfigValues::baseURL},
-        {"api_key"_L1, BotKind::Text, &BotProfile::apiKey, &ConfigValues::apiKey},
-        {"model"_L1, BotKind::Text, &BotProfile::model, &ConfigValues::model},
-        {"soul_file"_L1, BotKind::Own, &BotProfile::soulFile, nullptr},
+        {u"bot_mode", BotKind::Text, &BotProfile::botMode, &ConfigValues::botMode},
+        {u"base_url", BotKind::Trimmed, &BotProfile::baseURL, &ConfigValues::baseURL},
+        {u"api_key", BotKind::Text, &BotProfile::apiKey, &ConfigValues::apiKey},
+        {u"model", BotKind::Text, &BotProfile::model, &ConfigValues::model},
+        {u"soul_file", BotKind::Own, &BotProfile::soulFile, nullptr},
     };
     return keys;
 }
@@ -168,16 +190,56 @@ QString readText(const QJsonValue &value, const QString &fallback)
     return value.isString() ? value.toString() : fallback;
 }
 
+bool sameText(const QJsonValue &value, const QString &text)
+{
+    return value.isString() && value.toString() == text;
+}
+
+bool sameStrings(const QJsonValue &value, const QStringList &list)
+{
+    if (!value.isArray())
+        return false;
+    const QJsonArray array = value.toArray();
+    if (array.size() != list.size())
+        return false;
+    for (qsizetype i = 0; i < list.size(); ++i) {
+        if (!sameText(array.at(i), list.at(i)))
+            return false;
+    }
+    return true;
+}
+
+bool sameNumbers(const QJsonValue &value, const QList<qint64> &numbers)
+{
+    if (!value.isArray())
+        return false;
+    const QJsonArray array = value.toArray();
+    if (array.size() != numbers.size())
+        return false;
+    for (qsizetype i = 0; i < numbers.size(); ++i) {
+        if (array.at(i) != QJsonValue(numbers.at(i)))
+            return false;
+    }
+    return true;
+}
+
 // Inserting converts the value and detaches the object; most saves change one value, so an
 // equal value already in place is left alone. With a thousand bots this halves a save.
-void put(QJsonObject &object, QLatin1StringView key, const QJsonValue &value)
+void put(QJsonObject &object, QStringView key, const QJsonValue &value)
 {
     const auto it = object.constFind(key);
     if (it == object.constEnd() || it.value() != value)
         object.insert(key, value);
 }
 
-void setOrRemove(QJsonObject &object, QLatin1StringView key, bool set, const QJsonValue &value)
+// put() for a list of strings, compared before the array is built.
+void putStrings(QJsonObject &object, QStringView key, const QStringList &list)
+{
+    if (!sameStrings(object.value(key), list))
+        object.insert(key, stringArrayJson(list));
+}
+
+void setOrRemove(QJsonObject &object, QStringView key, bool set, const QJsonValue &value)
 {
     if (set)
         put(object, key, value);
@@ -185,11 +247,93 @@ void setOrRemove(QJsonObject &object, QLatin1StringView key, bool set, const QJs
         object.remove(key);
 }
 
+// Finds the members of an object that this program reads, in one pass over the object.
+// QJsonObject::value() turns every key it compares on its way into a QString (Qt 6.4), so a
+// dozen look-ups per bot cost more than parsing the bot. Here the keys are compared as CBOR
+// values, which compares their bytes in place; the object's values are taken by position.
+class MemberNames {
+public:
+    explicit MemberNames(const QList<QStringView> &names)
+    {
+        for (qsizetype i = 0; i < names.size(); ++i)
+            m_names.append({QCborValue(names.at(i).toString()), i});
+        // In the order QJsonObject keeps its keys, so that the next name is usually the one
+        // that comes next.
+        std::sort(m_names.begin(), m_names.end(),
+                  [](const Name &a, const Name &b) { return a.key.toString() < b.key.toString(); });
+    }
+
+    // Calls visit(i, value) for each member of `object` called names[i].
+    template <typename Visit> void visit(const QJsonObject &object, Visit &&visit) const
+    {
+        const QCborMap map = QCborMap::fromJsonObject(QJsonObject(object)); // shares the data
+        auto value = object.constBegin();
+        qsizetype next = 0;
+        for (auto it = map.constBegin(); it != map.constEnd(); ++it, ++value) {
+            const QCborValue key = it.key();
+            qsizetype found = -1;
+            if (next < m_names.size() && key == m_names.at(next).key) {
+                found = next;
+            } else {
+                for (qsizetype i = 0; i < m_names.size() && found < 0; ++i) {
+                    if (key == m_names.at(i).key)
+                        found = i;
+                }
+            }
+            if (found < 0)
+                continue;
+            visit(m_names.at(found).index, QJsonValue(*value));
+            next = found + 1;
+        }
+    }
+
+private:
+    struct Name {
+        QCborValue key;
+        qsizetype index;
+    };
+    QList<Name> m_names;
+};
+
+// Members of a bot's object: the bot keys in table order, then these two.
+enum : qsizetype { ProfileFallbacks = 0, ProfileSkills = 1 };
+
+const MemberNames &profileMembers()
+{
+    static const MemberNames names = [] {
+        QList<QStringView> list;
+        for (const BotKey &key : botKeys())
+            list.append(key.json);
+        list.append(u"fallbacks");
+        list.append(u"enabled_skills");
+        return MemberNames(list);
+    }();
+    return names;
+}
+
+// Members of a provider's object, in this order.
+enum ProviderMember : qsizetype { ProviderName, ProviderUrl, ProviderKey, ProviderModel };
+
+const MemberNames &providerMembers()
+{
+    static const MemberNames names({u"name", u"base_url", u"api_key", u"model"});
+    return names;
+}
+
 BotProfile readProfile(const QJsonObject &object)
 {
     BotProfile profile;
-    for (const BotKey &key : botKeys()) {
-        const QJsonValue value = object.value(key.json);
+    const QList<BotKey> &keys = botKeys();
+    profileMembers().visit(object, [&](qsizetype index, const QJsonValue &value) {
+        if (index == keys.size() + ProfileFallbacks) {
+            profile.fallbacks = readProviders(value);
+            return;
+        }
+        if (index == keys.size() + ProfileSkills) {
+            profile.disabledSkills = stringArray(value).value_or(QStringList());
+            return;
+        }
+        const BotKey &key = keys.at(index);
         QString &field = profile.*key.field;
         switch (key.kind) {
         case BotKind::Words: field = listText(value); break;
@@ -198,9 +342,7 @@ BotProfile readProfile(const QJsonObject &object)
         case BotKind::Text:
         case BotKind::Own: field = readText(value, {}); break;
         }
-    }
-    profile.fallbacks = readProviders(object.value("fallbacks"_L1));
-    profile.disabledSkills = stringArray(object.value("enabled_skills"_L1)).value_or(QStringList());
+    });
     return profile;
 }
 
@@ -214,65 +356,112 @@ bool providersWritten(const QJsonValue &existing, const QList<Fallback> &provide
     if (array.size() != providers.size())
         return false;
     for (qsizetype i = 0; i < array.size(); ++i) {
-        const QJsonObject object = array.at(i).toObject();
-        const Fallback &f = providers.at(i);
-        if (object.size() != 4)
+        const QJsonValue element = array.at(i);
+        const QJsonObject object = element.toObject();
+        if (!element.isObject() || object.size() != 4)
             return false;
-        const auto same = [&object](QLatin1StringView key, const QString &text) {
-            const QJsonValue value = object.value(key);
-            return value.isString() && value.toString() == text;
-        };
-        if (!same("api_key"_L1, f.api_key) || !same("base_url"_L1, f.base_url.trimmed())
-            || !same("model"_L1, f.model) || !same("name"_L1, f.name))
+        std::array<QJsonValue, 4> found;
+        providerMembers().visit(
+            object, [&found](qsizetype index, const QJsonValue &v) { found[index] = v; });
+        const Fallback &f = providers.at(i);
+        if (!sameText(found[ProviderKey], f.api_key)
+            || !sameText(found[ProviderUrl], f.base_url.trimmed())
+            || !sameText(found[ProviderModel], f.model) || !sameText(found[ProviderName], f.name))
             return false;
     }
     return true;
 }
 
-void putProviders(QJsonObject &object, QLatin1StringView key, const QList<Fallback> &providers)
+void putProviders(QJsonObject &object, QStringView key, const QList<Fallback> &providers)
 {
     if (!providersWritten(object.value(key), providers))
         object.insert(key, writeProviders(providers));
 }
 
-QJsonObject writeProfile(const BotProfile &profile, const ConfigValues &defaults,
-                         QJsonObject object)
+// The default values as the per-bot keys compare with them, worked out once per save rather
+// than once per bot.
+struct BotDefaults {
+    QList<QStringList> words; // by bot key index: Words keys
+    QList<QList<qint64>> ids; // Ids keys
+    QStringList texts;        // Text and Trimmed keys (trimmed for Trimmed)
+
+    explicit BotDefaults(const ConfigValues &defaults)
+    {
+        for (const BotKey &key : botKeys()) {
+            const QString value = key.defaultValue ? defaults.*key.defaultValue : QString();
+            words.append(key.kind == BotKind::Words ? commaList(value) : QStringList());
+            ids.append(key.kind == BotKind::Ids ? idList(value) : QList<qint64>());
+            texts.append(key.kind == BotKind::Trimmed ? value.trimmed() : value);
+        }
+    }
+};
+
+// Brings a bot's object in line with its profile: keys whose value is the default, or empty,
+// are removed; everything else the object holds is kept. Returns whether anything changed.
+bool writeProfile(const BotProfile &profile, const BotDefaults &defaults, QJsonObject &object)
 {
-    for (const BotKey &key : botKeys()) {
+    const QList<BotKey> &keys = botKeys();
+    QVarLengthArray<QJsonValue, 16> existing(keys.size() + 2);
+    profileMembers().visit(
+        object, [&existing](qsizetype index, const QJsonValue &v) { existing[index] = v; });
+    bool changed = false;
+    // `set`: whether the key belongs in the file; `same`: whether it holds that value already.
+    const auto apply
+        = [&](qsizetype index, QStringView name, bool set, bool same, const auto &value) {
+              if (set && !same) {
+                  object.insert(name, value());
+                  changed = true;
+              } else if (!set && !existing[index].isUndefined()) {
+                  object.remove(name);
+                  changed = true;
+              }
+          };
+    for (qsizetype i = 0; i < keys.size(); ++i) {
+        const BotKey &key = keys.at(i);
         const QString &own = profile.*key.field;
+        const QJsonValue &current = existing[i];
         switch (key.kind) {
         case BotKind::Words: {
             const QStringList list = commaList(own);
-            const bool set = !list.isEmpty() && list != commaList(defaults.*key.defaultValue);
-            setOrRemove(object, key.json, set, list.join(u','));
+            const bool set = !list.isEmpty() && list != defaults.words.at(i);
+            const QString joined = set ? list.join(u',') : QString();
+            apply(i, key.json, set, set && sameText(current, joined), [&] { return joined; });
             break;
         }
         case BotKind::Ids: {
             const QList<qint64> ids = idList(own);
-            const bool set = !ids.isEmpty() && ids != idList(defaults.*key.defaultValue);
-            setOrRemove(object, key.json, set, numberArray(ids));
+            const bool set = !ids.isEmpty() && ids != defaults.ids.at(i);
+            apply(i, key.json, set, set && sameNumbers(current, ids),
+                  [&] { return numberArray(ids); });
             break;
         }
         case BotKind::Trimmed: {
             const QString trimmed = own.trimmed();
-            const bool set
-                = !trimmed.isEmpty() && trimmed != (defaults.*key.defaultValue).trimmed();
-            setOrRemove(object, key.json, set, trimmed);
+            const bool set = !trimmed.isEmpty() && trimmed != defaults.texts.at(i);
+            apply(i, key.json, set, set && sameText(current, trimmed), [&] { return trimmed; });
             break;
         }
-        case BotKind::Text:
-            setOrRemove(object, key.json, !own.isEmpty() && own != defaults.*key.defaultValue, own);
+        case BotKind::Text: {
+            const bool set = !own.isEmpty() && own != defaults.texts.at(i);
+            apply(i, key.json, set, set && sameText(current, own), [&] { return own; });
             break;
-        case BotKind::Own: setOrRemove(object, key.json, !own.isEmpty(), own); break;
+        }
+        case BotKind::Own:
+            apply(i, key.json, !own.isEmpty(), sameText(current, own), [&] { return own; });
+            break;
         }
     }
-    if (profile.fallbacks.isEmpty())
-        object.remove("fallbacks"_L1);
-    else
-        putProviders(object, "fallbacks"_L1, profile.fallbacks);
-    setOrRemove(object, "enabled_skills"_L1, !profile.disabledSkills.isEmpty(),
-                stringArrayJson(profile.disabledSkills));
-    return object;
+    const qsizetype fallbacks = keys.size() + ProfileFallbacks;
+    const bool hasFallbacks = !profile.fallbacks.isEmpty();
+    apply(fallbacks, u"fallbacks", hasFallbacks,
+          hasFallbacks && providersWritten(existing[fallbacks], profile.fallbacks),
+          [&] { return writeProviders(profile.fallbacks); });
+    const qsizetype skills = keys.size() + ProfileSkills;
+    const bool hasSkills = !profile.disabledSkills.isEmpty();
+    apply(skills, u"enabled_skills", hasSkills,
+          hasSkills && sameStrings(existing[skills], profile.disabledSkills),
+          [&] { return stringArrayJson(profile.disabledSkills); });
+    return changed;
 }
 
 } // namespace
@@ -367,7 +556,21 @@ std::optional<QStringList> stringArray(const QJsonValue &value)
 
 QString listText(const QJsonValue &value)
 {
-    return stringArray(value).value_or(QStringList()).join(u", "_s);
+    // stringArray(value).join(", ") without the list in between.
+    if (!value.isArray())
+        return {};
+    const QJsonArray array = value.toArray();
+    QString text;
+    bool first = true;
+    for (const QJsonValue &element : array) {
+        if (!element.isString())
+            return {};
+        if (!first)
+            text += u", ";
+        text += element.toString();
+        first = false;
+    }
+    return text;
 }
 
 QString idListText(const QJsonValue &value)
@@ -391,19 +594,22 @@ QString idListText(const QJsonValue &value)
 
 QList<Fallback> readProviders(const QJsonValue &value)
 {
+    enum { Name, Url, Key, Model };
+    static const MemberNames members({u"name", u"base_url", u"api_key", u"model"});
     QList<Fallback> providers;
     const QJsonArray array = value.toArray();
+    providers.reserve(array.size());
     for (const QJsonValue &element : array) {
-        const QJsonObject object = element.toObject();
-        const QJsonValue url = object.value("base_url"_L1);
-        const QJsonValue model = object.value("model"_L1);
-        if (!url.isString() || !model.isString())
+        std::array<QJsonValue, 4> found;
+        members.visit(element.toObject(),
+                      [&found](qsizetype index, const QJsonValue &v) { found[index] = v; });
+        if (!found[Url].isString() || !found[Model].isString())
             continue;
         Fallback f = Fallback::create();
-        f.name = readText(object.value("name"_L1), {});
-        f.base_url = url.toString().trimmed();
-        f.api_key = readText(object.value("api_key"_L1), {});
-        f.model = model.toString();
+        f.name = readText(found[Name], {});
+        f.base_url = found[Url].toString().trimmed();
+        f.api_key = readText(found[Key], {});
+        f.model = found[Model].toString();
         providers.append(std::move(f));
     }
     return providers;
@@ -468,19 +674,20 @@ ConfigValues read(const QJsonObject &document)
             break;
         }
     }
-    values.fallbacks = readProviders(document.value("fallbacks"_L1));
-    values.skillSources = stringArray(document.value("skill_sources"_L1)).value_or(QStringList());
+    values.fallbacks = readProviders(document.value(u"fallbacks"));
+    values.skillSources = stringArray(document.value(u"skill_sources")).value_or(QStringList());
 
     // Bots: the token list decides how many there are; the other two lists follow it.
-    values.botTokens = stringArray(document.value("bot_tokens"_L1)).value_or(QStringList());
-    const QJsonValue legacy = document.value("bot_token"_L1);
+    values.botTokens = stringArray(document.value(u"bot_tokens")).value_or(QStringList());
+    const QJsonValue legacy = document.value(u"bot_token");
     if (legacy.isString() && !legacy.toString().isEmpty()
         && !values.botTokens.contains(legacy.toString()))
         values.botTokens.prepend(legacy.toString());
     const qsizetype bots = values.botTokens.size();
-    values.botNicknames = stringArray(document.value("bot_nicknames"_L1)).value_or(QStringList());
+    values.botNicknames = stringArray(document.value(u"bot_nicknames")).value_or(QStringList());
     values.botNicknames.resize(bots);
-    const QJsonArray profiles = document.value("bot_profiles"_L1).toArray();
+    values.botProfiles.reserve(bots);
+    const QJsonArray profiles = document.value(u"bot_profiles").toArray();
     const bool allObjects = std::all_of(profiles.begin(), profiles.end(),
                                         [](const QJsonValue &v) { return v.isObject(); });
     for (qsizetype i = 0; i < bots; ++i) {
@@ -514,27 +721,44 @@ void write(ConfigValues &values, QJsonObject &document)
         case Kind::Flag: put(document, key.json, values.*key.flag); break;
         }
     }
-    putProviders(document, "fallbacks"_L1, values.fallbacks);
+    putProviders(document, u"fallbacks", values.fallbacks);
 
     // Bots. The three lists are kept aligned by the model; a short list is padded here so
     // that the file never holds lists of different lengths.
     const qsizetype bots = values.botTokens.size();
-    put(document, "bot_tokens"_L1, stringArrayJson(values.botTokens));
-    put(document, "bot_token"_L1, bots > 0 ? values.botTokens.first() : QString());
+    putStrings(document, u"bot_tokens", values.botTokens);
+    put(document, u"bot_token", bots > 0 ? values.botTokens.first() : QString());
     QStringList nicknames = values.botNicknames;
     nicknames.resize(bots);
-    put(document, "bot_nicknames"_L1, stringArrayJson(nicknames));
-    const QJsonArray existing = document.value("bot_profiles"_L1).toArray();
-    QJsonArray profiles;
+    putStrings(document, u"bot_nicknames", nicknames);
+    // Each bot's object is brought in line in place; the array is written back only when one
+    // of them, or the number of bots, changed.
+    const QJsonValue existing = document.value(u"bot_profiles");
+    QJsonArray profiles = existing.toArray();
+    bool profilesChanged = !existing.isArray() || profiles.size() != bots;
+    const BotDefaults defaults(values);
     for (qsizetype i = 0; i < bots; ++i) {
         const BotProfile profile
             = i < values.botProfiles.size() ? values.botProfiles.at(i) : BotProfile();
-        const QJsonObject start = i < existing.size() ? existing.at(i).toObject() : QJsonObject();
-        profiles.append(writeProfile(profile, values, start));
+        if (i < profiles.size()) {
+            const QJsonValue element = profiles.at(i);
+            QJsonObject object = element.toObject();
+            if (writeProfile(profile, defaults, object) || !element.isObject()) {
+                profiles.replace(i, object);
+                profilesChanged = true;
+            }
+        } else {
+            QJsonObject object;
+            writeProfile(profile, defaults, object);
+            profiles.append(object);
+        }
     }
-    put(document, "bot_profiles"_L1, profiles);
+    while (profiles.size() > bots)
+        profiles.removeLast();
+    if (profilesChanged)
+        document.insert(u"bot_profiles", profiles);
 
-    put(document, "skill_sources"_L1, stringArrayJson(values.skillSources));
+    putStrings(document, u"skill_sources", values.skillSources);
 }
 
 QByteArray serialise(const QJsonObject &document)

@@ -40,7 +40,7 @@ QJsonArray writeProviders(const QList<Fallback> &providers);
 
 // The number keys with their defaults on reading, for the pages and the terminal tool.
 struct NumberKey {
-    QLatin1StringView json;
+    QStringView json;
     QString ConfigValues::*text;
     qint64 defaultValue;
 };

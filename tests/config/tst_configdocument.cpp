@@ -2,6 +2,7 @@
 
 #include <QJsonArray>
 #include <QJsonDocument>
+#include <QRegularExpression>
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
@@ -353,6 +354,90 @@ private Q_SLOTS:
         const QJsonObject provider{{"base_url"_L1, u"a"_s}, {"model"_L1, u"m"_s}};
         const QJsonObject written = roundTrip(QJsonObject{{"fallbacks"_L1, QJsonArray{provider}}});
         QVERIFY(!written.value("fallbacks"_L1).toArray().first().toObject().contains("id"_L1));
+    }
+
+    void providerIdsAreVersionFourUuids()
+    {
+        const auto values = ConfigDocument::read(parse(
+            "{'fallbacks': [{'base_url': 'a', 'model': 'm'}, {'base_url': 'b', 'model': 'n'}]}"));
+        const QRegularExpression uuid(
+            u"^[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}$"_s);
+        for (const Fallback &f : values.fallbacks)
+            QVERIFY2(uuid.match(f.id).hasMatch(), qPrintable(f.id));
+        QVERIFY(uuid.match(Fallback::create().id).hasMatch());
+    }
+
+    // Known members are found in one pass whatever sits around them: unknown keys sorting
+    // before, between and after them, and keys that are prefixes or extensions of known ones.
+    void membersAreFoundAmongUnknownNeighbours()
+    {
+        const QJsonObject document
+            = parse("{'bot_tokens': ['t'], 'bot_profiles': [{"
+                    "'aaa': 1, 'api_kez': 'no', 'api_key': 'k', 'bot': 'no', 'bot_mode_x': 'no',"
+                    "'bot_mode': 'coder', 'fallbacks': [{'zzz': 1, 'model': 'fm', 'base': 'no',"
+                    "'base_url': 'http://f', 'api_key': 'fk', 'name': 'F', 'names': 'no'}],"
+                    "'model': 'm', 'mode': 'no', 'soul_file': '~/s.md', 'zzz': [],"
+                    "'enabled_skills': ['pdf'], 'trigger_words': ['a', 'b']}]}");
+        const ConfigValues values = ConfigDocument::read(document);
+        QCOMPARE(values.botProfiles.size(), 1);
+        const BotProfile &profile = values.botProfiles.first();
+        QCOMPARE(profile.apiKey, u"k"_s);
+        QCOMPARE(profile.botMode, u"coder"_s);
+        QCOMPARE(profile.model, u"m"_s);
+        QCOMPARE(profile.soulFile, u"~/s.md"_s);
+        QCOMPARE(profile.disabledSkills, QStringList{u"pdf"_s});
+        QCOMPARE(profile.triggerWords, u"a, b"_s);
+        QCOMPARE(profile.baseURL, QString());
+        QCOMPARE(profile.fallbacks.size(), 1);
+        QCOMPARE(profile.fallbacks.first().name, u"F"_s);
+        QCOMPARE(profile.fallbacks.first().base_url, u"http://f"_s);
+        QCOMPARE(profile.fallbacks.first().api_key, u"fk"_s);
+        QCOMPARE(profile.fallbacks.first().model, u"fm"_s);
+    }
+
+    // A save that changes nothing writes back exactly what was there.
+    void savingUnchangedValuesLeavesTheDocumentAsItWas()
+    {
+        const QJsonObject document = parse(
+            "{'bot_tokens': ['a', 'b'], 'bot_nicknames': ['A', 'B'], 'bot_token': 'a',"
+            "'bot_profiles': [{'model': 'm', 'x': 1, 'fallbacks': [{'name': 'n', 'base_url': 'u',"
+            "'api_key': 'k', 'model': 'fm'}]}, {'allowed_ids': [7, -8], 'trigger_words': 'p,q'}]}");
+        const QJsonObject written = roundTrip(document);
+        const QJsonArray before = document.value("bot_profiles"_L1).toArray();
+        const QJsonArray after = written.value("bot_profiles"_L1).toArray();
+        QCOMPARE(after.at(0), before.at(0));
+        // The second bot's trigger words were a string, which reads as no words of its own:
+        // the save removes them and keeps its IDs.
+        QCOMPARE(after.at(1).toObject(), QJsonObject({{"allowed_ids"_L1, QJsonArray{7, -8}}}));
+    }
+
+    // Editing one bot rewrites that bot's object only; a profile that is not an object is
+    // replaced by one.
+    void editingOneBotChangesOnlyThatBot()
+    {
+        QJsonObject document
+            = parse("{'bot_tokens': ['a', 'b', 'c'], 'bot_profiles': [{'model': 'm', 'x': 1},"
+                    "{'model': 'n', 'y': 2}, {'model': 'o'}]}");
+        ConfigValues values = ConfigDocument::read(document);
+        values.botProfiles[1].model = u"changed"_s;
+        values.botProfiles[1].briefingPrompt = u"news"_s;
+        ConfigDocument::write(values, document);
+        const QJsonArray profiles = document.value("bot_profiles"_L1).toArray();
+        QCOMPARE(profiles.size(), 3);
+        QCOMPARE(profiles.at(0).toObject(), parse("{'model': 'm', 'x': 1}"));
+        QCOMPARE(profiles.at(1).toObject(),
+                 parse("{'model': 'changed', 'y': 2, 'briefing_prompt': 'news'}"));
+        QCOMPARE(profiles.at(2).toObject(), parse("{'model': 'o'}"));
+
+        document = parse("{'bot_tokens': ['a', 'b'], 'bot_profiles': [{'model': 'm'}, 5]}");
+        values = ConfigDocument::read(document);
+        QCOMPARE(values.botProfiles.at(0), BotProfile());
+        values.botProfiles[1].model = u"n"_s;
+        ConfigDocument::write(values, document);
+        // A list with a non-object in it reads as no profiles at all, so the first bot's
+        // model was not read and is not written either.
+        QCOMPARE(document.value("bot_profiles"_L1).toArray(),
+                 QJsonArray({QJsonObject(), QJsonObject{{"model"_L1, u"n"_s}}}));
     }
 
     void soulFileKeyIsRemovedWhenEmpty()
