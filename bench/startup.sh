@@ -2,6 +2,8 @@
 # Start-up cost of the settings window against an empty Qt window started the same way:
 # time from process start to the end of the window's first paint, and peak resident memory,
 # offscreen, on the demo-sized configuration (2 bots, 20 skills). Prints medians and ratios.
+# A third program, the same empty window with one label and one line edit, shows what the
+# first text of any window costs (the font set-up an empty window never does).
 #
 #   bench/startup.sh [runs]      (default 15 runs of each, alternating)
 #
@@ -50,19 +52,27 @@ median() { sort -n | awk '{a[NR]=$1} END {if (NR%2) print a[(NR+1)/2]; else prin
 
 # One warm-up of each so that both start from a warm file cache.
 measure "$build/bench/emptywindow/emptywindow" >/dev/null
+measure "$build/bench/emptywindow/emptywindow" --text >/dev/null
 measure "$build/bench/startup/startup_probe" "$work/bot-config.json" >/dev/null
 
-: >"$work/empty" ; : >"$work/app"
+: >"$work/empty" ; : >"$work/text" ; : >"$work/app"
 for _ in $(seq 1 "$runs"); do
   measure "$build/bench/emptywindow/emptywindow" >>"$work/empty"
+  measure "$build/bench/emptywindow/emptywindow" --text >>"$work/text"
   measure "$build/bench/startup/startup_probe" "$work/bot-config.json" >>"$work/app"
 done
 
 empty_ms=$(cut -d' ' -f1 "$work/empty" | median); app_ms=$(cut -d' ' -f1 "$work/app" | median)
 empty_kb=$(cut -d' ' -f2 "$work/empty" | median); app_kb=$(cut -d' ' -f2 "$work/app" | median)
+text_ms=$(cut -d' ' -f1 "$work/text" | median); text_kb=$(cut -d' ' -f2 "$work/text" | median)
 printf 'runs: %s each, offscreen, 2 bots, 20 skills\n' "$runs"
 printf '%-16s %12s %14s\n' "" "to shown (ms)" "peak RSS (KiB)"
 printf '%-16s %12s %14s\n' "empty window" "$empty_ms" "$empty_kb"
+printf '%-16s %12s %14s\n' "window with text" "$text_ms" "$text_kb"
 printf '%-16s %12s %14s\n' "varnook-settings" "$app_ms" "$app_kb"
 awk -v a="$app_ms" -v e="$empty_ms" -v ak="$app_kb" -v ek="$empty_kb" \
   'BEGIN { printf "ratio            %12.2fx %13.2fx   (goal: within 1.50x on both)\n", a/e, ak/ek }'
+awk -v a="$text_ms" -v e="$empty_ms" -v ak="$text_kb" -v ek="$empty_kb" \
+  'BEGIN { printf "text window      %12.2fx %13.2fx   (what the first text costs)\n", a/e, ak/ek }'
+awk -v a="$app_ms" -v e="$text_ms" -v ak="$app_kb" -v ek="$text_kb" \
+  'BEGIN { printf "vs text window   %12.2fx %13.2fx\n", a/e, ak/ek }'

@@ -111,12 +111,25 @@ WrapLabel::WrapLabel(const QString &text, QWidget *parent)
     setText(text);
 }
 
+void WrapLabel::forgetMeasuresOfAnotherText() const
+{
+    if (text() == m_measuredText)
+        return;
+    m_heights.clear();
+    m_sizeHint = m_minimumSizeHint = QSize();
+    m_measuredText = text();
+}
+
+// What QLabel adds around the text: contents margins and the margin on both sides.
+QSize WrapLabel::frameExtent() const
+{
+    const QMargins m = contentsMargins();
+    return {m.left() + m.right() + 2 * margin(), m.top() + m.bottom() + 2 * margin()};
+}
+
 int WrapLabel::heightForWidth(int width) const
 {
-    if (text() != m_measuredText) {
-        m_heights.clear();
-        m_measuredText = text();
-    }
+    forgetMeasuresOfAnotherText();
     if (const auto it = m_heights.constFind(width); it != m_heights.constEnd())
         return *it;
     const int height = QLabel::heightForWidth(width);
@@ -126,11 +139,42 @@ int WrapLabel::heightForWidth(int width) const
     return height;
 }
 
+QSize WrapLabel::sizeHint() const
+{
+    forgetMeasuresOfAnotherText();
+    if (!m_sizeHint.isValid()) {
+        const QFontMetrics metrics(font());
+        const int lineWidth
+            = std::min(metrics.horizontalAdvance(text()), metrics.averageCharWidth() * 80);
+        const int width = lineWidth + frameExtent().width();
+        m_sizeHint = QSize(width, heightForWidth(width));
+    }
+    return m_sizeHint;
+}
+
+QSize WrapLabel::minimumSizeHint() const
+{
+    forgetMeasuresOfAnotherText();
+    if (!m_minimumSizeHint.isValid()) {
+        const QFontMetrics metrics(font());
+        QStringView longest;
+        for (const QStringView word : QStringView(m_measuredText).split(u' ', Qt::SkipEmptyParts)) {
+            if (word.size() > longest.size())
+                longest = word;
+        }
+        m_minimumSizeHint = QSize(metrics.horizontalAdvance(longest.toString()), metrics.height())
+                            + frameExtent();
+    }
+    return m_minimumSizeHint;
+}
+
 void WrapLabel::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange
-        || event->type() == QEvent::ContentsRectChange)
+        || event->type() == QEvent::ContentsRectChange) {
         m_heights.clear();
+        m_sizeHint = m_minimumSizeHint = QSize();
+    }
     QLabel::changeEvent(event);
 }
 

@@ -175,21 +175,32 @@ private:
     QLabel *m_valueLabel;
 };
 
-// A plain, word-wrapped label that remembers its height for a width. Layouts ask a wrapping
-// label for its height many times while a page is laid out, and each answer lays the text out
-// again; explainers are on every row, so the answers are kept until the text or font changes.
+// A plain, word-wrapped label that remembers its measures. Layouts ask a wrapping label for its
+// height many times while a page is laid out, and QLabel works out its size hints by laying
+// the whole text out up to five times (a search for a pleasing width, one line, every word on
+// a line of its own); each lay-out shapes the text again. Explainers are on every row, so the
+// answers are worked out more cheaply and kept until the text or font changes.
 class WrapLabel final : public QLabel {
     Q_OBJECT
 public:
     explicit WrapLabel(const QString &text = {}, QWidget *parent = nullptr);
     int heightForWidth(int width) const override;
+    // The text on lines of at most about 80 characters.
+    QSize sizeHint() const override;
+    // One line, as wide as the longest word.
+    QSize minimumSizeHint() const override;
 
 protected:
     void changeEvent(QEvent *event) override;
 
 private:
+    void forgetMeasuresOfAnotherText() const;
+    QSize frameExtent() const;
+
     mutable QString m_measuredText;
     mutable QHash<int, int> m_heights;
+    mutable QSize m_sizeHint;
+    mutable QSize m_minimumSizeHint;
 };
 
 // A QLabel for text that may come from outside (nicknames, handles, file names): always plain.
