@@ -50,12 +50,15 @@ QByteArray Sender::body(const QString &projectKey, const QString &event)
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
+bool Sender::willCapture() const
+{
+    // The marker is checked on every event, so creating it takes effect without a restart.
+    return !m_projectKey.isEmpty() && !QFileInfo::exists(m_optOutMarker);
+}
+
 bool Sender::capture(const QString &event, QNetworkAccessManager *network) const
 {
-    if (!network || m_projectKey.isEmpty())
-        return false;
-    // Checked on every event, so creating the marker takes effect without a restart.
-    if (QFileInfo::exists(m_optOutMarker))
+    if (!network || !willCapture())
         return false;
     const QUrl url = captureUrl();
     if (!url.isValid())
@@ -87,6 +90,11 @@ const Sender &processSender()
 void capture(const QString &event, QNetworkAccessManager *network)
 {
     processSender().capture(event, network);
+}
+
+bool willCapture()
+{
+    return processSender().willCapture();
 }
 
 } // namespace Analytics

@@ -26,6 +26,8 @@ public:
     // the reply deleted when it finishes. Returns whether a request was started: not without a
     // project key, not while the opt-out marker (a file or a folder) exists.
     bool capture(const QString &event, QNetworkAccessManager *network) const;
+    // Whether capture() would send anything now: a key is set and the user has not opted out.
+    bool willCapture() const;
 
     // { "api_key": <key>, "event": <event>,
     //   "properties": { "distinct_id": "varnook-settings", "app": "varnook-settings" } }
@@ -48,5 +50,8 @@ const Sender &processSender();
 // Sends `event` with the process-wide sender. Returns at once, also when the capture host
 // does not answer.
 void capture(const QString &event, QNetworkAccessManager *network);
+// Whether capture() would send anything now, so that a caller can skip making a network
+// access manager (and loading the network code) for nothing.
+bool willCapture();
 
 } // namespace Analytics

@@ -38,8 +38,6 @@ SettingsModel::SettingsModel(QString path, ModelEnvironment environment, QObject
     , m_githubApiBase(std::move(environment.githubApiBase))
     , m_githubRawBase(std::move(environment.githubRawBase))
 {
-    if (!m_network)
-        m_network = new QNetworkAccessManager(this);
     loadFromDisk();
     if (m_transport) {
         // The context object makes the observer go away with the model.
@@ -702,4 +700,11 @@ void SettingsModel::setGithubPage(int value)
 void SettingsModel::setGithubHasMore(bool value)
 {
     assign(m_githubHasMore, value, &SettingsModel::githubHasMoreChanged);
+}
+
+QNetworkAccessManager *SettingsModel::network()
+{
+    if (!m_network)
+        m_network = new QNetworkAccessManager(this);
+    return m_network;
 }

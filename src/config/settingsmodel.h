@@ -24,7 +24,7 @@ class QNetworkAccessManager;
 // transport; the program hands in the D-Bus transport and the one network access manager.
 struct ModelEnvironment {
     NotificationTransport *transport = nullptr; // none: posts go nowhere
-    QNetworkAccessManager *network = nullptr;   // none: the model makes its own
+    QNetworkAccessManager *network = nullptr;   // none: the model makes its own on first use
     QString githubApiBase = QStringLiteral(VARNOOK_GITHUB_API_BASE);
     QString githubRawBase = QStringLiteral(VARNOOK_GITHUB_RAW_BASE);
 };
@@ -145,7 +145,9 @@ public:
     void testBackup(qint64 index);
     int providerTestTimeout() const { return m_providerTestTimeout; }
     void setProviderTestTimeout(int ms) { m_providerTestTimeout = ms; }
-    QNetworkAccessManager *network() const { return m_network; }
+    // The manager handed in, or the model's own, made when the network is first needed (a
+    // provider test, the registry), so that a launch that never goes online does not pay for it.
+    QNetworkAccessManager *network();
 
     // ---- skills -------------------------------------------------------------------------------
     QString skillsFolder() const;  // listing: "skills_dir" with "~" expanded, else skills/ beside

@@ -10,7 +10,7 @@ void SettingsModel::testPrimary()
     setTestState(std::nullopt);
     setTesting(true);
     // The texts as they stand, unsaved edits included: the user tests what is on screen.
-    Providers::testProvider(m_network, m_providerTestTimeout, this, m_config.baseURL,
+    Providers::testProvider(network(), m_providerTestTimeout, this, m_config.baseURL,
                             m_config.apiKey, m_config.model,
                             [this](bool ok, const QString &message) {
                                 setTestState(TestOutcome{ok, message});
@@ -30,7 +30,7 @@ void SettingsModel::testBackup(qint64 index)
     // Outcomes are kept by position: one that finishes after its backup moved or went away
     // still lands under the position it was started for.
     const Fallback &backup = m_config.fallbacks.at(index);
-    Providers::testProvider(m_network, m_providerTestTimeout, this, backup.base_url, backup.api_key,
+    Providers::testProvider(network(), m_providerTestTimeout, this, backup.base_url, backup.api_key,
                             backup.model, [this, index](bool ok, const QString &message) {
                                 QMap<qint64, TestOutcome> finished = m_backupTestState;
                                 finished.insert(index, TestOutcome{ok, message});

@@ -98,7 +98,7 @@ void SettingsModel::fetch(const QUrl &url, std::function<void(int, const QByteAr
         request.setRawHeader("Accept", "application/vnd.github+json");
         request.setRawHeader("X-GitHub-Api-Version", "2022-11-28");
     }
-    QNetworkReply *reply = m_network->get(request);
+    QNetworkReply *reply = network()->get(request);
 
     struct Transfer {
         QByteArray body;

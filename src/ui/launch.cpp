@@ -48,7 +48,6 @@ void configureApplication()
 
 SettingsApp::SettingsApp(NotificationTransport *transport, QObject *parent)
     : QObject(parent)
-    , m_network(new QNetworkAccessManager(this))
     , m_transport(transport ? transport : new DBusTransport(this))
 {}
 
@@ -65,7 +64,10 @@ void SettingsApp::launch(const QStringList &arguments)
     m_defaults = std::make_unique<QSettings>();
     m_defaults->setValue(quitKeepsWindowsKey(), false);
     // 2. The launch event, before any window exists.
-    Analytics::capture(u"settings_launch"_s, m_network);
+    if (Analytics::willCapture()) {
+        m_network = new QNetworkAccessManager(this);
+        Analytics::capture(u"settings_launch"_s, m_network);
+    }
     // 3. The file to edit.
     m_configPath = configPathFromArguments(arguments);
     // 4. The one window; it outlives every close.

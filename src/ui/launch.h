@@ -31,8 +31,8 @@ inline QString quitKeepsWindowsKey()
     return QStringLiteral("NSQuitAlwaysKeepsWindows");
 }
 
-// Everything the process holds once launched: the one network access manager, the
-// notification transport, the settings model and the window.
+// Everything the process holds once launched: the notification transport, the settings model
+// and the window, and a network access manager when the launch event goes out.
 class SettingsApp final : public QObject {
     Q_OBJECT
 public:
@@ -55,6 +55,8 @@ public:
 
     MainWindow *window() const { return m_window.get(); }
     SettingsModel *model() const { return m_model.get(); }
+    // Made for the launch event only when it is sent; the model then shares it. Null otherwise
+    // (the model makes its own when it first goes online).
     QNetworkAccessManager *network() const { return m_network; }
     NotificationTransport *transport() const { return m_transport; }
     const QString &configPath() const { return m_configPath; }
@@ -63,7 +65,7 @@ private:
     // Kept open so that the user default is written from the event loop, after the window is
     // on screen, rather than in the middle of the launch.
     std::unique_ptr<QSettings> m_defaults;
-    QNetworkAccessManager *m_network;
+    QNetworkAccessManager *m_network = nullptr;
     NotificationTransport *m_transport;
     QString m_configPath;
     std::unique_ptr<SettingsModel> m_model;

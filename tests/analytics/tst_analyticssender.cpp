@@ -133,6 +133,17 @@ private Q_SLOTS:
         QVERIFY(network.asked().isEmpty());
     }
 
+    // What the launch asks before it makes a network access manager for the event.
+    void willCaptureOnlyWithAKeyAndNoMarker()
+    {
+        QVERIFY(sender(m_postHog.host()).willCapture());
+        QVERIFY(!sender(m_postHog.host(), QString()).willCapture());
+        TestSupport::writeFile(m_marker, QByteArray());
+        QVERIFY(!sender(m_postHog.host()).willCapture());
+        QVERIFY(QFile::remove(m_marker));
+        QVERIFY(sender(m_postHog.host()).willCapture());
+    }
+
     void markerIsCheckedOnEveryEvent()
     {
         LoopbackNetwork network(m_postHog.port());

@@ -4,6 +4,7 @@
 #include "ui/mainwindow.h"
 #include "ui/pagerenderer.h"
 #include "ui/singleinstance.h"
+#include "analytics/analytics.h"
 #include "config/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
@@ -14,6 +15,7 @@
 #include <QImage>
 #include <QLabel>
 #include <QLineEdit>
+#include <QNetworkAccessManager>
 #include <QSettings>
 #include <QSplitter>
 #include <QTemporaryDir>
@@ -150,6 +152,23 @@ private Q_SLOTS:
         QCOMPARE(QCoreApplication::applicationVersion(), QStringLiteral(VARNOOK_VERSION));
         QCOMPARE(QGuiApplication::desktopFileName(), u"com.tesselmo.varnook.settings"_s);
         QVERIFY(!QGuiApplication::quitOnLastWindowClosed());
+    }
+
+    // Without a launch event to send (no PostHog key in the tests) nothing goes online at
+    // launch: no network access manager exists until the model first needs one, and then the
+    // same one serves every later request.
+    void launchWithoutALaunchEventMakesNoNetworkAccessManager()
+    {
+        launch("{}");
+        QVERIFY(!Analytics::willCapture());
+        QCOMPARE(m_app->network(), nullptr);
+        QVERIFY(m_app->findChildren<QNetworkAccessManager *>().isEmpty());
+        QVERIFY(model()->findChildren<QNetworkAccessManager *>().isEmpty());
+        QNetworkAccessManager *network = model()->network();
+        QVERIFY(network);
+        QCOMPARE(network->parent(), model());
+        QCOMPARE(model()->network(), network);
+        QCOMPARE(model()->findChildren<QNetworkAccessManager *>().size(), 1);
     }
 
     void centreMovesTheWindowToTheMiddleOfItsScreen()
