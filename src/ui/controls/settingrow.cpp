@@ -95,6 +95,18 @@ void CardFrame::paintEvent(QPaintEvent *event)
     QFrame::paintEvent(event);
 }
 
+void setShownWithParent(QWidget *widget, bool shown)
+{
+    if (!shown)
+        widget->hide();
+    else if (widget->parentWidget())
+        widget->show();
+    else
+        // Forget an earlier hide(): a widget that was not hidden on purpose shows with the
+        // parent a layout gives it.
+        widget->setAttribute(Qt::WA_WState_ExplicitShowHide, false);
+}
+
 QLabel *plainLabel(const QString &text, QWidget *parent)
 {
     auto *label = new QLabel(parent);
@@ -234,7 +246,7 @@ SettingRow::SettingRow(SettingsModel *model, const QString &title, const QString
     setObjectName(objectNameForTitle(title) + u"Row"_s);
     m_titleLabel->setObjectName(u"title"_s);
     m_explainerLabel->setObjectName(u"explainer"_s);
-    m_explainerLabel->setVisible(!explainer.isEmpty());
+    setShownWithParent(m_explainerLabel, !explainer.isEmpty());
 
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 4, 0, 4);
@@ -256,7 +268,7 @@ void SettingRow::setExplainer(const QString &explainer)
         return;
     m_explainer = explainer;
     m_explainerLabel->setText(explainer);
-    m_explainerLabel->setVisible(!explainer.isEmpty());
+    setShownWithParent(m_explainerLabel, !explainer.isEmpty());
     applyFilter();
 }
 
@@ -469,7 +481,7 @@ void StatusRow::setDot(std::optional<QColor> colour)
     m_dot = colour;
     if (colour)
         static_cast<Dot *>(m_dotWidget)->setColour(*colour);
-    m_dotWidget->setVisible(colour.has_value());
+    setShownWithParent(m_dotWidget, colour.has_value());
 }
 
 QString StatusRow::haystack() const

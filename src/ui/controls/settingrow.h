@@ -203,6 +203,11 @@ private:
     mutable QSize m_minimumSizeHint;
 };
 
+// Hides `widget`, or lets it show. Unlike setVisible(true), never shows a widget that has no
+// parent yet, which would open it as a window of its own until a layout adopts it; such a
+// widget shows with the parent it is given.
+void setShownWithParent(QWidget *widget, bool shown);
+
 // A QLabel for text that may come from outside (nicknames, handles, file names): always plain.
 QLabel *plainLabel(const QString &text = {}, QWidget *parent = nullptr);
 // Secondary, slightly smaller text (explainers and hints), plain.

@@ -83,7 +83,7 @@ void TimePickerView::bind(SettingsModel *model, const Bind::Text &time,
 void TimePickerView::setUseGlobal(std::function<void()> onUseGlobal)
 {
     m_onUseGlobal = std::move(onUseGlobal);
-    m_useGlobal->setVisible(bool(m_onUseGlobal));
+    setShownWithParent(m_useGlobal, bool(m_onUseGlobal));
 }
 
 TimePickerView::Time TimePickerView::shownTime() const

@@ -379,7 +379,7 @@ void BotPage::buildProvider()
                     const bool none = ownFallbackCount(model, bot) == 0;
                     backups->setExplainer(none ? u"Inherits the default (no backup models)."_s
                                                : u"Tried after this bot's primary model fails."_s);
-                    addFirst->setVisible(none);
+                    setShownWithParent(addFirst, none);
                 });
     group->addWidget(backups);
 

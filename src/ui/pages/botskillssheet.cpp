@@ -154,6 +154,6 @@ BotSkillsSheet::BotSkillsSheet(SettingsModel *model, int bot, QWidget *parent)
     Bind::watch(model, this, {&SettingsModel::botProfilesChanged}, [this] {
         const int n = m_model->botOverrideCount(m_bot);
         m_footer->setText(SkillCatalog::botSkillsSheetFooter(n));
-        m_reset->setVisible(n > 0);
+        setShownWithParent(m_reset, n > 0);
     });
 }

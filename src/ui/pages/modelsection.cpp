@@ -132,7 +132,7 @@ void ModelSection::buildStatus()
 
     // The breakdown belongs to the request count: it goes away with that row in a search.
     auto updatePerBot = [requests, perBot] {
-        perBot->setVisible(requests->matchesFilter() && !perBot->text().isEmpty());
+        setShownWithParent(perBot, requests->matchesFilter() && !perBot->text().isEmpty());
     };
     connect(requests, &FilteredRow::filterMatchChanged, perBot, updatePerBot);
 
@@ -248,7 +248,7 @@ void ModelSection::buildPrimary()
     auto refresh = [model, outcome, testButton, testRow] {
         testButton->setEnabled(!model->testing());
         showOutcome(outcome, model->testing(), model->testState());
-        outcome->setVisible(testRow->matchesFilter() && !outcome->text().isEmpty());
+        setShownWithParent(outcome, testRow->matchesFilter() && !outcome->text().isEmpty());
     };
     connect(testRow, &FilteredRow::filterMatchChanged, outcome, refresh);
     Bind::watch(model, outcome, {&SettingsModel::testingChanged, &SettingsModel::testStateChanged},
@@ -353,9 +353,9 @@ void ModelSection::buildBackups()
             };
             auto updateExtras = [blockShown, header, testLine, outcome] {
                 const bool show = blockShown();
-                header->setVisible(show);
-                testLine->setVisible(show);
-                outcome->setVisible(show && !outcome->text().isEmpty());
+                setShownWithParent(header, show);
+                setShownWithParent(testLine, show);
+                setShownWithParent(outcome, show && !outcome->text().isEmpty());
             };
             for (SettingRow *row : rows)
                 QObject::connect(row, &FilteredRow::filterMatchChanged, header, updateExtras);

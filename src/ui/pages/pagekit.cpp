@@ -39,9 +39,9 @@ SettingsGroup::SettingsGroup(SettingsModel *model, const QString &title, const Q
     setObjectName(objectNameForTitle(title) + u"Group"_s);
     m_title->setObjectName(u"groupTitle"_s);
     m_title->setFont(groupTitleFont(font()));
-    m_title->setVisible(!title.isEmpty());
+    setShownWithParent(m_title, !title.isEmpty());
     m_explainer->setObjectName(u"groupExplainer"_s);
-    m_explainer->setVisible(!explainer.isEmpty());
+    setShownWithParent(m_explainer, !explainer.isEmpty());
 
     // The rows sit in a framed card, like a grouped form.
     auto *box = new CardFrame;
@@ -65,7 +65,7 @@ SettingsGroup::SettingsGroup(SettingsModel *model, const QString &title, const Q
 void SettingsGroup::setExplainer(const QString &text)
 {
     m_explainer->setText(text);
-    m_explainer->setVisible(!text.isEmpty());
+    setShownWithParent(m_explainer, !text.isEmpty());
 }
 
 void SettingsGroup::addWidget(QWidget *widget)
@@ -105,7 +105,7 @@ SettingsPage::SettingsPage(SettingsModel *model, const QString &heading, QWidget
 
     m_heading->setObjectName(u"pageHeading"_s);
     m_heading->setFont(headingFont(font()));
-    m_heading->setVisible(!heading.isEmpty());
+    setShownWithParent(m_heading, !heading.isEmpty());
     m_layout->addWidget(m_heading);
     m_layout->addStretch(1);
     setWidget(content);

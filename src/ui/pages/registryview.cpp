@@ -202,8 +202,9 @@ RegistryView::RegistryView(SettingsModel *model, QWidget *parent)
     QWidget *results = buildGithubResults();
     m_page->addWidget(results);
     // Placed first: showing a widget that has no parent yet would open it as a window.
-    Bind::watch(model, results, {&SettingsModel::githubResultsChanged},
-                [model, results] { results->setVisible(!model->githubResults().isEmpty()); });
+    Bind::watch(model, results, {&SettingsModel::githubResultsChanged}, [model, results] {
+        setShownWithParent(results, !model->githubResults().isEmpty());
+    });
 }
 
 void RegistryView::setFilter(const QString &text)
@@ -264,7 +265,7 @@ QWidget *RegistryView::buildSearchBar()
         clear->setVisible(!filter.isEmpty());
     });
     Bind::watch(m_model, searching, {&SettingsModel::githubSearchingChanged},
-                [this, searching] { searching->setVisible(m_model->githubSearching()); });
+                [this, searching] { setShownWithParent(searching, m_model->githubSearching()); });
     return bar;
 }
 
@@ -313,11 +314,11 @@ QWidget *RegistryView::buildCatalogueActions()
     // why nothing happens.
     connect(load, &QPushButton::clicked, this, [this] { m_model->loadFullCatalog(); });
     Bind::watch(m_model, progress, {&SettingsModel::catalogLoadingChanged},
-                [this, progress] { progress->setVisible(m_model->catalogLoading()); });
+                [this, progress] { setShownWithParent(progress, m_model->catalogLoading()); });
     Bind::watch(m_model, error, {&SettingsModel::catalogErrorChanged}, [this, error] {
         const QString text = m_model->catalogError().value_or(QString());
         error->setText(text);
-        error->setVisible(!text.isEmpty());
+        setShownWithParent(error, !text.isEmpty());
     });
     return box;
 }
@@ -386,7 +387,7 @@ QWidget *RegistryView::buildGithubResults()
     Bind::watch(m_model, more,
                 {&SettingsModel::githubHasMoreChanged, &SettingsModel::githubSearchingChanged},
                 [this, more] {
-                    more->setVisible(m_model->githubHasMore());
+                    setShownWithParent(more, m_model->githubHasMore());
                     // One page at a time: a second press while the next page is on its way
                     // would fetch the same page again.
                     more->setEnabled(!m_model->githubSearching());

@@ -1,0 +1,122 @@
+#include "ui/contentview.h"
+#include "ui/controls/settingrow.h"
+#include "ui/mainwindow.h"
+#include "config/settingsmodel.h"
+#include "service/notificationtransport.h"
+#include "support/uisupport.h"
+
+#include <QApplication>
+#include <QLabel>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QVBoxLayout>
+
+#include <memory>
+
+using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+// Records every widget that is shown as a window of its own, other than the main window.
+class WindowWatcher final : public QObject {
+public:
+    QStringList shown;
+
+protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (event->type() == QEvent::Show) {
+            auto *widget = qobject_cast<QWidget *>(object);
+            if (widget && widget->isWindow() && !qobject_cast<MainWindow *>(widget))
+                shown.append(QString::fromLatin1(widget->metaObject()->className()) + u' '
+                             + widget->objectName());
+        }
+        return false;
+    }
+};
+
+const char demo[] = "{\"bot_tokens\": [\"1:a\", \"2:b\"], \"bot_nicknames\": [\"Momo\", \"\"],"
+                    "\"fallbacks\": [{\"name\": \"b\", \"base_url\": \"http://x\","
+                    "\"api_key\": \"k\", \"model\": \"m\"}]}";
+
+} // namespace
+
+// Building pages must not flash windows: a label shown before it has a parent opens as a
+// window of its own (a real one on a desktop) until a layout adopts it.
+class TestNoStrayWindows final : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    InMemoryTransport m_transport;
+
+private Q_SLOTS:
+    void buildingEveryPageOpensNoOtherWindow()
+    {
+        const QString path = m_dir.filePath(u"bot-config.json"_s);
+        UiSupport::writeConfig(path, demo);
+        SettingsModel model(path, ModelEnvironment{&m_transport});
+        WindowWatcher watcher;
+        qApp->installEventFilter(&watcher);
+
+        MainWindow window;
+        window.setContentView(new ContentView(&model));
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QList<std::optional<SidebarItem>> items;
+        for (int i = 0; i < model.botTokens().size(); ++i)
+            items.append(SidebarItem::botAt(i));
+        for (SectionID section : allSections())
+            items.append(SidebarItem::defaults(section));
+        for (const auto &item : std::as_const(items)) {
+            model.setSelection(item);
+            QCoreApplication::processEvents();
+        }
+        model.setSelection(SidebarItem::defaults(SectionID::Model));
+        model.setFilter(u"API"_s);
+        QCoreApplication::processEvents();
+        model.setFilter(QString());
+        QCoreApplication::processEvents();
+
+        qApp->removeEventFilter(&watcher);
+        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.shown.join(u", "_s)));
+    }
+
+    // The helper the pages use instead of setVisible() for widgets that may not be placed yet.
+    void shownWithParentNeverOpensAWindowAndKeepsTheLastWord()
+    {
+        QWidget host;
+        auto *layout = new QVBoxLayout(&host);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        WindowWatcher watcher;
+        qApp->installEventFilter(&watcher);
+
+        auto *hidden = new QLabel(u"hidden"_s);
+        setShownWithParent(hidden, false);
+        auto *shown = new QLabel(u"shown"_s);
+        setShownWithParent(shown, true);
+        auto *changedMind = new QLabel(u"changed mind"_s);
+        setShownWithParent(changedMind, false);
+        setShownWithParent(changedMind, true);
+        QVERIFY(!hidden->isVisible() && !shown->isVisible() && !changedMind->isVisible());
+
+        layout->addWidget(hidden);
+        layout->addWidget(shown);
+        layout->addWidget(changedMind);
+        QCoreApplication::processEvents();
+        QVERIFY(!hidden->isVisible());
+        QVERIFY(shown->isVisible());
+        QVERIFY(changedMind->isVisible());
+
+        setShownWithParent(shown, false);
+        QVERIFY(!shown->isVisible());
+        setShownWithParent(hidden, true);
+        QVERIFY(hidden->isVisible());
+
+        qApp->removeEventFilter(&watcher);
+        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.shown.join(u", "_s)));
+    }
+};
+
+QTEST_MAIN(TestNoStrayWindows)
+#include "tst_nostraywindows.moc"
