@@ -263,9 +263,12 @@ public:
                   [](const Name &a, const Name &b) { return a.key.toString() < b.key.toString(); });
     }
 
-    // Calls visit(i, value) for each member of `object` called names[i].
-    template <typename Visit> void visit(const QJsonObject &object, Visit &&visit) const
+    using Values = QVarLengthArray<QJsonValue, 16>;
+
+    // The value of each name, in the order of the names; undefined for a member that is absent.
+    Values collect(const QJsonObject &object) const
     {
+        Values values(m_names.size());
         const QCborMap map = QCborMap::fromJsonObject(QJsonObject(object)); // shares the data
         auto value = object.constBegin();
         qsizetype next = 0;
@@ -282,9 +285,10 @@ public:
             }
             if (found < 0)
                 continue;
-            visit(m_names.at(found).index, QJsonValue(*value));
+            values[m_names.at(found).index] = *value;
             next = found + 1;
         }
+        return values;
     }
 
 private:
@@ -324,16 +328,10 @@ BotProfile readProfile(const QJsonObject &object)
 {
     BotProfile profile;
     const QList<BotKey> &keys = botKeys();
-    profileMembers().visit(object, [&](qsizetype index, const QJsonValue &value) {
-        if (index == keys.size() + ProfileFallbacks) {
-            profile.fallbacks = readProviders(value);
-            return;
-        }
-        if (index == keys.size() + ProfileSkills) {
-            profile.disabledSkills = stringArray(value).value_or(QStringList());
-            return;
-        }
-        const BotKey &key = keys.at(index);
+    const MemberNames::Values values = profileMembers().collect(object);
+    for (qsizetype i = 0; i < keys.size(); ++i) {
+        const BotKey &key = keys.at(i);
+        const QJsonValue &value = values.at(i);
         QString &field = profile.*key.field;
         switch (key.kind) {
         case BotKind::Words: field = listText(value); break;
@@ -342,7 +340,10 @@ BotProfile readProfile(const QJsonObject &object)
         case BotKind::Text:
         case BotKind::Own: field = readText(value, {}); break;
         }
-    });
+    }
+    profile.fallbacks = readProviders(values.at(keys.size() + ProfileFallbacks));
+    profile.disabledSkills
+        = stringArray(values.at(keys.size() + ProfileSkills)).value_or(QStringList());
     return profile;
 }
 
@@ -360,9 +361,7 @@ bool providersWritten(const QJsonValue &existing, const QList<Fallback> &provide
         const QJsonObject object = element.toObject();
         if (!element.isObject() || object.size() != 4)
             return false;
-        std::array<QJsonValue, 4> found;
-        providerMembers().visit(
-            object, [&found](qsizetype index, const QJsonValue &v) { found[index] = v; });
+        const MemberNames::Values found = providerMembers().collect(object);
         const Fallback &f = providers.at(i);
         if (!sameText(found[ProviderKey], f.api_key)
             || !sameText(found[ProviderUrl], f.base_url.trimmed())
@@ -401,9 +400,7 @@ struct BotDefaults {
 bool writeProfile(const BotProfile &profile, const BotDefaults &defaults, QJsonObject &object)
 {
     const QList<BotKey> &keys = botKeys();
-    QVarLengthArray<QJsonValue, 16> existing(keys.size() + 2);
-    profileMembers().visit(
-        object, [&existing](qsizetype index, const QJsonValue &v) { existing[index] = v; });
+    const MemberNames::Values existing = profileMembers().collect(object);
     bool changed = false;
     // `set`: whether the key belongs in the file; `same`: whether it holds that value already.
     const auto apply
@@ -594,22 +591,18 @@ QString idListText(const QJsonValue &value)
 
 QList<Fallback> readProviders(const QJsonValue &value)
 {
-    enum { Name, Url, Key, Model };
-    static const MemberNames members({u"name", u"base_url", u"api_key", u"model"});
     QList<Fallback> providers;
     const QJsonArray array = value.toArray();
     providers.reserve(array.size());
     for (const QJsonValue &element : array) {
-        std::array<QJsonValue, 4> found;
-        members.visit(element.toObject(),
-                      [&found](qsizetype index, const QJsonValue &v) { found[index] = v; });
-        if (!found[Url].isString() || !found[Model].isString())
+        const MemberNames::Values found = providerMembers().collect(element.toObject());
+        if (!found[ProviderUrl].isString() || !found[ProviderModel].isString())
             continue;
         Fallback f = Fallback::create();
-        f.name = readText(found[Name], {});
-        f.base_url = found[Url].toString().trimmed();
-        f.api_key = readText(found[Key], {});
-        f.model = found[Model].toString();
+        f.name = readText(found[ProviderName], {});
+        f.base_url = found[ProviderUrl].toString().trimmed();
+        f.api_key = readText(found[ProviderKey], {});
+        f.model = found[ProviderModel].toString();
         providers.append(std::move(f));
     }
     return providers;
