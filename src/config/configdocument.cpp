@@ -2,6 +2,7 @@
 
 #include <QCborMap>
 #include <QCborValue>
+#include <QDir>
 #include <QJsonDocument>
 #include <QRandomGenerator>
 #include <QVarLengthArray>
@@ -45,6 +46,10 @@ QString defaultBaseUrl()
 QString defaultSoulFile()
 {
     return u"~/.zandrel/soul.md"_s;
+}
+QString defaultConfigPath()
+{
+    return QDir::homePath() + u"/.zandrel/bot-config.json"_s;
 }
 
 namespace {
@@ -624,19 +629,6 @@ QJsonArray writeProviders(const QList<Fallback> &providers)
         array.append(object);
     }
     return array;
-}
-
-const QList<NumberKey> &numberKeys()
-{
-    static const QList<NumberKey> keys = [] {
-        QList<NumberKey> list;
-        for (const TopLevelKey &key : topLevelKeys()) {
-            if (key.kind == Kind::Number)
-                list.append({key.json, key.text, key.numberDefault});
-        }
-        return list;
-    }();
-    return keys;
 }
 
 qint64 normaliseNumber(const QString &text, const QJsonValue &previous, qint64 defaultValue)

@@ -15,6 +15,9 @@ namespace ConfigDocument {
 // The base URL a missing "base_url" stands for: a local server on the loopback address.
 QString defaultBaseUrl();
 QString defaultSoulFile();
+// The file the window, the terminal tool and the simulated service edit without an argument:
+// ~/.zandrel/bot-config.json, the home folder expanded.
+QString defaultConfigPath();
 
 // Sets every configuration value from a parsed top-level object by the reading rules.
 ConfigValues read(const QJsonObject &document);
@@ -38,13 +41,6 @@ QString idListText(const QJsonValue &value);                     // integers or 
 QList<Fallback> readProviders(const QJsonValue &value);
 QJsonArray writeProviders(const QList<Fallback> &providers);
 
-// The number keys with their defaults on reading, for the pages and the terminal tool.
-struct NumberKey {
-    QStringView json;
-    QString ConfigValues::*text;
-    qint64 defaultValue;
-};
-const QList<NumberKey> &numberKeys();
 // The number rule on saving: the trimmed text when it is a whole integer, else the integer
 // in `previous` (the document's value under the key), else the key's default.
 qint64 normaliseNumber(const QString &text, const QJsonValue &previous, qint64 defaultValue);

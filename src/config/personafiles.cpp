@@ -1,5 +1,7 @@
 #include "config/personafiles.h"
 
+#include "skills/skillfile.h"
+
 #include <QDir>
 
 #include <algorithm>
@@ -7,15 +9,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-QString expandTilde(const QString &path)
-{
-    if (path == "~"_L1)
-        return QDir::homePath();
-    if (path.startsWith("~/"_L1))
-        return QDir::homePath() + path.mid(1);
-    return path;
-}
 
 bool isPersonaName(const QString &name)
 {
@@ -27,7 +20,7 @@ bool isPersonaName(const QString &name)
 
 QString personaFolder(const QString &soulFile)
 {
-    QString path = expandTilde(soulFile);
+    QString path = SkillFile::expandHome(soulFile);
     // A trailing separator does not make an empty last component.
     while (path.size() > 1 && path.endsWith(u'/'))
         path.chop(1);

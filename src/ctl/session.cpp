@@ -69,7 +69,7 @@ Session::~Session() = default;
 
 QString Session::defaultConfigPath()
 {
-    return QDir::homePath() + u"/.zandrel/bot-config.json"_s;
+    return ConfigDocument::defaultConfigPath();
 }
 
 std::optional<QString> documentProblem(const QString &path, bool missingIsFine)

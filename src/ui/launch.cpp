@@ -6,6 +6,7 @@
 #include "ui/pagerenderer.h"
 #include "ui/singleinstance.h"
 #include "analytics/analytics.h"
+#include "config/configdocument.h"
 #include "config/settingsmodel.h"
 #include "service/dbustransport.h"
 
@@ -25,7 +26,7 @@ namespace Shell {
 QString configPathFromArguments(const QStringList &arguments)
 {
     if (arguments.size() < 2)
-        return QDir::homePath() + u"/.zandrel/bot-config.json"_s;
+        return ConfigDocument::defaultConfigPath();
     return arguments.at(1);
 }
 

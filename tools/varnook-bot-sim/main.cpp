@@ -5,6 +5,7 @@
 //   varnook-bot-sim --quit-settings
 #include "botsimulator.h"
 
+#include "config/configdocument.h"
 #include "service/dbustransport.h"
 
 #include <QCommandLineParser>
@@ -80,7 +81,7 @@ int main(int argc, char *argv[])
     parser.addVersionOption();
     const QCommandLineOption configOption(
         u"config"_s, u"The configuration file (default ~/.zandrel/bot-config.json)."_s, u"path"_s,
-        QDir::homePath() + u"/.zandrel/bot-config.json"_s);
+        ConfigDocument::defaultConfigPath());
     const QCommandLineOption delayOption(
         u"delay"_s, u"How long a start or a stop takes (default 1000)."_s, u"ms"_s, u"1000"_s);
     const QCommandLineOption runningOption(u"running"_s, u"Start as running."_s);
