@@ -1,6 +1,7 @@
 #include "ui/contentview.h"
 #include "ui/controls/settingrow.h"
 #include "ui/mainwindow.h"
+#include "ui/pages/pagekit.h"
 #include "config/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
@@ -76,6 +77,45 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         model.setFilter(QString());
         QCoreApplication::processEvents();
+
+        qApp->removeEventFilter(&watcher);
+        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.shown.join(u", "_s)));
+    }
+
+    // A row placed in a parent already on screen still follows the search afterwards, and a
+    // group built while a search is under way shows only when one of its rows matches.
+    void rowsAndGroupsPlacedOnScreenFollowTheSearch()
+    {
+        const QString path = m_dir.filePath(u"rows.json"_s);
+        UiSupport::writeConfig(path, "{}");
+        SettingsModel model(path, ModelEnvironment{&m_transport});
+        QWidget host;
+        auto *layout = new QVBoxLayout(&host);
+        host.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        WindowWatcher watcher;
+        qApp->installEventFilter(&watcher);
+
+        auto *row = new SettingRow(&model, u"Allowed chat IDs"_s);
+        layout->addWidget(row);
+        QCoreApplication::processEvents();
+        QVERIFY(row->isVisible());
+        model.setFilter(u"memory"_s);
+        QVERIFY(!row->isVisible());
+        model.setFilter(u"chat"_s);
+        QVERIFY(row->isVisible());
+
+        model.setFilter(u"memory"_s);
+        auto *group = new SettingsGroup(&model, u"Telegram"_s);
+        layout->addWidget(group);
+        group->addWidget(new SettingRow(&model, u"Allowed chat IDs"_s));
+        QCoreApplication::processEvents();
+        QVERIFY(!group->isVisible());
+        auto *matching = new SettingRow(&model, u"Auto-memory"_s);
+        group->addWidget(matching);
+        QCoreApplication::processEvents();
+        QVERIFY(group->isVisible());
+        QVERIFY(matching->isVisible());
 
         qApp->removeEventFilter(&watcher);
         QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.shown.join(u", "_s)));

@@ -215,21 +215,9 @@ void FilteredRow::applyFilter()
     const bool matches = filterMatches(m_model->filter(), haystack());
     const bool changed = matches != m_matches;
     m_matches = matches;
-    // Showing a widget without a parent would open it as a window; the parent change below
-    // applies the state once the row is placed.
-    if (parentWidget())
-        setVisible(matches);
-    else if (!matches)
-        setVisible(false);
+    setShownWithParent(this, matches);
     if (changed)
         Q_EMIT filterMatchChanged(matches);
-}
-
-bool FilteredRow::event(QEvent *event)
-{
-    if (event->type() == QEvent::ParentChange && parentWidget())
-        setVisible(m_matches);
-    return QWidget::event(event);
 }
 
 // ---- SettingRow --------------------------------------------------------------------------------

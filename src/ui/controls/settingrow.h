@@ -74,7 +74,6 @@ Q_SIGNALS:
 protected:
     // Call at the end of every constructor and whenever the haystack changes.
     void applyFilter();
-    bool event(QEvent *event) override;
 
 private:
     SettingsModel *m_model;

@@ -199,8 +199,7 @@ BotPage::BotPage(SettingsModel *model, int bot, QWidget *parent)
                 {&SettingsModel::botNicknamesChanged, &SettingsModel::botTokensChanged},
                 [this, intro] {
                     const QString label = m_model->botLabel(m_bot);
-                    m_page->headingLabel()->setText(label);
-                    m_page->headingLabel()->setVisible(true);
+                    m_page->setHeading(label);
                     intro->setText(introText(label));
                 });
 

@@ -71,6 +71,9 @@ void SettingsGroup::setExplainer(const QString &text)
 void SettingsGroup::addWidget(QWidget *widget)
 {
     m_layout->addWidget(widget);
+    // A group built while a search is under way shows only if a row of it matches.
+    if (!m_model->filter().isEmpty())
+        updateVisibility();
 }
 
 void SettingsGroup::updateVisibility()
@@ -81,8 +84,7 @@ void SettingsGroup::updateVisibility()
         show = std::any_of(rows.cbegin(), rows.cend(),
                            [](const FilteredRow *row) { return row->matchesFilter(); });
     }
-    if (parentWidget())
-        setVisible(show);
+    setShownWithParent(this, show);
 }
 
 // ---- SettingsPage ------------------------------------------------------------------------------
@@ -120,6 +122,12 @@ QLabel *SettingsPage::setIntro(const QString &text)
     }
     m_intro->setText(text);
     return m_intro;
+}
+
+void SettingsPage::setHeading(const QString &text)
+{
+    m_heading->setText(text);
+    setShownWithParent(m_heading, !text.isEmpty());
 }
 
 void SettingsPage::addWidget(QWidget *widget)

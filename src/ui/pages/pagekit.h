@@ -50,6 +50,7 @@ public:
     SettingsPage(SettingsModel *model, const QString &heading, QWidget *parent = nullptr);
 
     QLabel *headingLabel() const { return m_heading; }
+    void setHeading(const QString &text);
     // A secondary line under the heading; set again when its text follows the model.
     QLabel *setIntro(const QString &text);
 
