@@ -119,6 +119,10 @@ private Q_SLOTS:
     {
         QProcess *first = start({config(u"a.json"_s)});
         QTRY_VERIFY_WITH_TIMEOUT(registered(config(u"a.json"_s)), 15000);
+        // The name is claimed before the window and its notification listener exist; a post in
+        // between would reach nobody (a slow start under the sanitizers showed it). The window
+        // reports itself shown once the listener is in place.
+        QTRY_VERIFY_WITH_TIMEOUT(instanceProperty(config(u"a.json"_s), "Visible").toBool(), 15000);
         DBusTransport transport(QDBusConnection::sessionBus());
         transport.post(Notifications::quitSettings());
         QVERIFY(transport.flush());
