@@ -25,10 +25,10 @@ namespace {
 ConfigValues withoutIds(ConfigValues values)
 {
     for (Fallback &f : values.fallbacks)
-        f.id.clear();
+        f.id = QUuid();
     for (BotProfile &p : values.botProfiles) {
         for (Fallback &f : p.fallbacks)
-            f.id.clear();
+            f.id = QUuid();
     }
     return values;
 }

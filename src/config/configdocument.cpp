@@ -14,26 +14,16 @@ using namespace Qt::Literals::StringLiterals;
 
 Fallback Fallback::create()
 {
-    // A version 4 UUID in its 36-character form, from Qt's securely seeded generator.
-    // QUuid::createUuid() asks the kernel for every one, and loading a document makes one per
-    // backup model.
+    // A version 4 UUID from Qt's securely seeded generator. QUuid::createUuid() asks the
+    // kernel for every one, and loading a document makes one per backup model.
     std::array<quint32, 4> words;
     QRandomGenerator::global()->fillRange(words.data(), qsizetype(words.size()));
-    std::array<quint8, 16> bytes;
+    std::array<char, 16> bytes;
     std::memcpy(bytes.data(), words.data(), bytes.size());
-    bytes[6] = quint8((bytes[6] & 0x0f) | 0x40);
-    bytes[8] = quint8((bytes[8] & 0x3f) | 0x80);
-    static constexpr char16_t digits[] = u"0123456789abcdef";
-    QString id(36, Qt::Uninitialized);
-    QChar *out = id.data();
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        if (i == 4 || i == 6 || i == 8 || i == 10)
-            *out++ = u'-';
-        *out++ = digits[bytes[i] >> 4];
-        *out++ = digits[bytes[i] & 0x0f];
-    }
+    bytes[6] = char((bytes[6] & 0x0f) | 0x40);
+    bytes[8] = char((bytes[8] & 0x3f) | 0x80);
     Fallback f;
-    f.id = std::move(id);
+    f.id = QUuid::fromRfc4122(QByteArrayView(bytes.data(), qsizetype(bytes.size())));
     return f;
 }
 
@@ -168,13 +158,20 @@ const QList<BotKey> &botKeys()
     return keys;
 }
 
-QString joinNumbers(const QList<qint64> &numbers)
+// Appends the decimal digits of `n`, with a leading "-" when negative.
+template <qsizetype Prealloc> void appendDecimal(QVarLengthArray<QChar, Prealloc> &out, qint64 n)
 {
-    QStringList parts;
-    parts.reserve(numbers.size());
-    for (qint64 n : numbers)
-        parts.append(QString::number(n));
-    return parts.join(u", "_s);
+    std::array<QChar, 20> digits;
+    size_t count = 0;
+    quint64 magnitude = n < 0 ? 0 - quint64(n) : quint64(n);
+    do {
+        digits[count++] = QChar(char16_t(u'0' + magnitude % 10));
+        magnitude /= 10;
+    } while (magnitude != 0);
+    if (n < 0)
+        out.append(QChar(u'-'));
+    while (count > 0)
+        out.append(digits[--count]);
 }
 
 QJsonArray numberArray(const QList<qint64> &numbers)
@@ -255,7 +252,7 @@ void setOrRemove(QJsonObject &object, QStringView key, bool set, const QJsonValu
 // Finds the members of an object that this program reads, in one pass over the object.
 // QJsonObject::value() turns every key it compares on its way into a QString (Qt 6.4), so a
 // dozen look-ups per bot cost more than parsing the bot. Here the keys are compared as CBOR
-// values, which compares their bytes in place; the object's values are taken by position.
+// values, which compares their bytes in place; the object's values are then taken by position.
 class MemberNames {
 public:
     explicit MemberNames(const QList<QStringView> &names)
@@ -268,16 +265,19 @@ public:
                   [](const Name &a, const Name &b) { return a.key.toString() < b.key.toString(); });
     }
 
-    using Values = QVarLengthArray<QJsonValue, 16>;
+    qsizetype size() const { return m_names.size(); }
 
-    // The value of each name, in the order of the names; undefined for a member that is absent.
-    Values collect(const QJsonObject &object) const
+    using Positions = QVarLengthArray<qsizetype, 16>;
+
+    // Where each name is among the members of `object`, in the order of the names; -1 for a
+    // member that is absent.
+    Positions find(const QJsonObject &object) const
     {
-        Values values(m_names.size());
+        Positions positions(m_names.size(), -1);
         const QCborMap map = QCborMap::fromJsonObject(QJsonObject(object)); // shares the data
-        auto value = object.constBegin();
+        qsizetype position = 0;
         qsizetype next = 0;
-        for (auto it = map.constBegin(); it != map.constEnd(); ++it, ++value) {
+        for (auto it = map.constBegin(); it != map.constEnd(); ++it, ++position) {
             const QCborValue key = it.key();
             qsizetype found = -1;
             if (next < m_names.size() && key == m_names.at(next).key) {
@@ -290,8 +290,23 @@ public:
             }
             if (found < 0)
                 continue;
-            values[m_names.at(found).index] = *value;
+            positions[m_names.at(found).index] = position;
             next = found + 1;
+        }
+        return positions;
+    }
+
+    using Values = QVarLengthArray<QJsonValue, 16>;
+
+    // A copy of the value of each name, in the order of the names; undefined for a member that
+    // is absent. The copies stay valid while the object is edited.
+    Values collect(const QJsonObject &object) const
+    {
+        const Positions positions = find(object);
+        Values values(positions.size());
+        for (qsizetype i = 0; i < positions.size(); ++i) {
+            if (positions.at(i) >= 0)
+                values[i] = *(object.constBegin() + positions.at(i));
         }
         return values;
     }
@@ -302,6 +317,38 @@ private:
         qsizetype index;
     };
     QList<Name> m_names;
+};
+
+// The members of an object that this program reads, read in place: a text is taken straight
+// from the object, without a QJsonValue made and dropped for it on the way. `object` must
+// outlive this and must not change meanwhile.
+class Members {
+public:
+    Members(const QJsonObject &object, const MemberNames &names)
+        : m_object(object)
+        , m_positions(names.find(object))
+    {}
+
+    QJsonValue::Type type(qsizetype name) const
+    {
+        return has(name) ? at(name).type() : QJsonValue::Undefined;
+    }
+    // The string, or an empty text for anything else.
+    QString text(qsizetype name) const { return has(name) ? at(name).toString() : QString(); }
+    QJsonValue value(qsizetype name) const
+    {
+        return has(name) ? QJsonValue(at(name)) : QJsonValue(QJsonValue::Undefined);
+    }
+
+private:
+    bool has(qsizetype name) const { return m_positions.at(name) >= 0; }
+    QJsonValueConstRef at(qsizetype name) const
+    {
+        return *(m_object.constBegin() + m_positions.at(name));
+    }
+
+    const QJsonObject &m_object;
+    MemberNames::Positions m_positions;
 };
 
 // Members of a bot's object: the bot keys in table order, then these two.
@@ -333,22 +380,21 @@ BotProfile readProfile(const QJsonObject &object)
 {
     BotProfile profile;
     const QList<BotKey> &keys = botKeys();
-    const MemberNames::Values values = profileMembers().collect(object);
+    const Members members(object, profileMembers());
     for (qsizetype i = 0; i < keys.size(); ++i) {
         const BotKey &key = keys.at(i);
-        const QJsonValue &value = values.at(i);
         QString &field = profile.*key.field;
         switch (key.kind) {
-        case BotKind::Words: field = listText(value); break;
-        case BotKind::Ids: field = idListText(value); break;
-        case BotKind::Trimmed: field = readText(value, {}).trimmed(); break;
+        case BotKind::Words: field = listText(members.value(i)); break;
+        case BotKind::Ids: field = idListText(members.value(i)); break;
+        case BotKind::Trimmed: field = members.text(i).trimmed(); break;
         case BotKind::Text:
-        case BotKind::Own: field = readText(value, {}); break;
+        case BotKind::Own: field = members.text(i); break;
         }
     }
-    profile.fallbacks = readProviders(values.at(keys.size() + ProfileFallbacks));
+    profile.fallbacks = readProviders(members.value(keys.size() + ProfileFallbacks));
     profile.disabledSkills
-        = stringArray(values.at(keys.size() + ProfileSkills)).value_or(QStringList());
+        = stringArray(members.value(keys.size() + ProfileSkills)).value_or(QStringList());
     return profile;
 }
 
@@ -548,8 +594,8 @@ std::optional<QStringList> stringArray(const QJsonValue &value)
     const QJsonArray array = value.toArray();
     QStringList list;
     list.reserve(array.size());
-    for (const QJsonValue &element : array) {
-        if (!element.isString())
+    for (const QJsonValueConstRef element : array) {
+        if (element.type() != QJsonValue::String)
             return std::nullopt;
         list.append(element.toString());
     }
@@ -558,19 +604,26 @@ std::optional<QStringList> stringArray(const QJsonValue &value)
 
 QString listText(const QJsonValue &value)
 {
-    // stringArray(value).join(", ") without the list in between.
+    // stringArray(value).join(", ") with one allocation besides the strings themselves.
     if (!value.isArray())
         return {};
     const QJsonArray array = value.toArray();
-    QString text;
-    bool first = true;
-    for (const QJsonValue &element : array) {
-        if (!element.isString())
+    QVarLengthArray<QString, 8> parts;
+    qsizetype length = 0;
+    for (const QJsonValueConstRef element : array) {
+        if (element.type() != QJsonValue::String)
             return {};
-        if (!first)
+        parts.append(element.toString());
+        length += parts.last().size();
+    }
+    if (parts.size() == 1)
+        return parts.first();
+    QString text;
+    text.reserve(length + 2 * (parts.size() - 1));
+    for (qsizetype i = 0; i < parts.size(); ++i) {
+        if (i > 0)
             text += u", ";
-        text += element.toString();
-        first = false;
+        text += parts.at(i);
     }
     return text;
 }
@@ -580,18 +633,19 @@ QString idListText(const QJsonValue &value)
     if (!value.isArray())
         return {};
     const QJsonArray array = value.toArray();
-    QList<qint64> numbers;
-    for (const QJsonValue &element : array) {
+    // The integers are written straight into one buffer, the text made from it at the end.
+    QVarLengthArray<QChar, 128> text;
+    for (const QJsonValueConstRef element : array) {
         const auto n = jsonInteger(element);
-        if (!n) {
-            numbers.clear();
-            break;
+        if (!n)
+            return listText(value);
+        if (!text.isEmpty()) {
+            text.append(QChar(u','));
+            text.append(QChar(u' '));
         }
-        numbers.append(*n);
+        appendDecimal(text, *n);
     }
-    if (numbers.size() == array.size())
-        return joinNumbers(numbers);
-    return listText(value);
+    return QString(text.constData(), text.size());
 }
 
 QList<Fallback> readProviders(const QJsonValue &value)
@@ -599,15 +653,17 @@ QList<Fallback> readProviders(const QJsonValue &value)
     QList<Fallback> providers;
     const QJsonArray array = value.toArray();
     providers.reserve(array.size());
-    for (const QJsonValue &element : array) {
-        const MemberNames::Values found = providerMembers().collect(element.toObject());
-        if (!found[ProviderUrl].isString() || !found[ProviderModel].isString())
+    for (const QJsonValueConstRef element : array) {
+        const QJsonObject object = element.toObject();
+        const Members found(object, providerMembers());
+        if (found.type(ProviderUrl) != QJsonValue::String
+            || found.type(ProviderModel) != QJsonValue::String)
             continue;
         Fallback f = Fallback::create();
-        f.name = readText(found[ProviderName], {});
-        f.base_url = found[ProviderUrl].toString().trimmed();
-        f.api_key = readText(found[ProviderKey], {});
-        f.model = found[ProviderModel].toString();
+        f.name = found.text(ProviderName);
+        f.base_url = found.text(ProviderUrl).trimmed();
+        f.api_key = found.text(ProviderKey);
+        f.model = found.text(ProviderModel);
         providers.append(std::move(f));
     }
     return providers;

@@ -3,10 +3,11 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QUuid>
 
 // One model provider: a backup model of the defaults or of one bot.
 struct Fallback {
-    QString id; // random identity of the row; never written to the file
+    QUuid id; // random identity of the row (version 4); never written to the file
     QString name;
     QString base_url;
     QString api_key;

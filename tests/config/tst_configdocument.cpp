@@ -200,6 +200,37 @@ private Q_SLOTS:
         QCOMPARE(ConfigDocument::read(parse("{'allowed_ids': 5}")).allowedIDs, QString());
     }
 
+    // The digits are written by hand when a list is read, so the extremes are checked here.
+    void idListTextWritesEveryIntegerExactly()
+    {
+        const auto ids
+            = [](const char *json) { return ConfigDocument::read(parse(json)).allowedIDs; };
+        QCOMPARE(ids("{'allowed_ids': [0, -0, 10, -100200300]}"), u"0, 0, 10, -100200300"_s);
+        QCOMPARE(ids("{'allowed_ids': [9223372036854775807, -9223372036854775808]}"),
+                 u"9223372036854775807, -9223372036854775808"_s);
+        QCOMPARE(ids("{'allowed_ids': [1, 2.5]}"), QString());
+        QCOMPARE(ids("{'allowed_ids': []}"), QString());
+        QCOMPARE(ids("{'allowed_ids': ['only']}"), u"only"_s);
+        QCOMPARE(ids("{'bot_tokens': ['t'], 'bot_profiles': [{'allowed_ids': [-1, 22]}]}"),
+                 QString());
+        QCOMPARE(ConfigDocument::read(
+                     parse("{'bot_tokens': ['t'], 'bot_profiles': [{'allowed_ids': [-1, 22]}]}"))
+                     .botProfiles.first()
+                     .allowedIDs,
+                 u"-1, 22"_s);
+    }
+
+    void listTextJoinsOnlyArraysOfStrings()
+    {
+        const auto words
+            = [](const char *json) { return ConfigDocument::read(parse(json)).triggerWords; };
+        QCOMPARE(words("{'trigger_words': ['hey']}"), u"hey"_s);
+        QCOMPARE(words("{'trigger_words': ['hey', '', 'you there']}"), u"hey, , you there"_s);
+        QCOMPARE(words("{'trigger_words': ['hey', 1]}"), QString());
+        QCOMPARE(words("{'trigger_words': []}"), QString());
+        QCOMPARE(words("{'trigger_words': 'hey'}"), QString());
+    }
+
     void commaListTrimsBlanksAndTabsButNotLineBreaks()
     {
         QCOMPARE(ConfigDocument::commaList(u" a ,\tb\t,, ,c\n"_s),
@@ -349,7 +380,7 @@ private Q_SLOTS:
         const auto values = ConfigDocument::read(parse(
             "{'fallbacks': [{'base_url': 'a', 'model': 'm'}, {'base_url': 'a', 'model': 'm'}]}"));
         QCOMPARE(values.fallbacks.size(), 2);
-        QVERIFY(!values.fallbacks.at(0).id.isEmpty());
+        QVERIFY(!values.fallbacks.at(0).id.isNull());
         QVERIFY(values.fallbacks.at(0).id != values.fallbacks.at(1).id);
         const QJsonObject provider{{"base_url"_L1, u"a"_s}, {"model"_L1, u"m"_s}};
         const QJsonObject written = roundTrip(QJsonObject{{"fallbacks"_L1, QJsonArray{provider}}});
@@ -362,9 +393,13 @@ private Q_SLOTS:
             "{'fallbacks': [{'base_url': 'a', 'model': 'm'}, {'base_url': 'b', 'model': 'n'}]}"));
         const QRegularExpression uuid(
             u"^[0-9a-f]{8}-[0-9a-f]{4}-4[0-9a-f]{3}-[89ab][0-9a-f]{3}-[0-9a-f]{12}$"_s);
-        for (const Fallback &f : values.fallbacks)
-            QVERIFY2(uuid.match(f.id).hasMatch(), qPrintable(f.id));
-        QVERIFY(uuid.match(Fallback::create().id).hasMatch());
+        const auto text = [](const Fallback &f) { return f.id.toString(QUuid::WithoutBraces); };
+        for (const Fallback &f : values.fallbacks) {
+            QCOMPARE(f.id.version(), QUuid::Random);
+            QCOMPARE(f.id.variant(), QUuid::DCE);
+            QVERIFY2(uuid.match(text(f)).hasMatch(), qPrintable(text(f)));
+        }
+        QVERIFY(uuid.match(text(Fallback::create())).hasMatch());
     }
 
     // Known members are found in one pass whatever sits around them: unknown keys sorting

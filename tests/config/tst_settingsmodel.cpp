@@ -287,10 +287,10 @@ private Q_SLOTS:
         const auto second = makeModel();
         auto withoutIds = [](ConfigValues v) {
             for (Fallback &f : v.fallbacks)
-                f.id.clear();
+                f.id = QUuid();
             for (BotProfile &p : v.botProfiles) {
                 for (Fallback &f : p.fallbacks)
-                    f.id.clear();
+                    f.id = QUuid();
             }
             return v;
         };
