@@ -116,6 +116,22 @@ const ConfigValues &readValues(int bots)
     return it->second;
 }
 
+// The document as this program saves it, with the values read from it. Per-bot trigger words
+// are written as one comma-joined text where the document has a list, so the first save of a
+// hand-written document rewrites every bot; the write benchmarks measure the saves after that.
+const QJsonObject &savedDocument(int bots)
+{
+    static std::map<int, QJsonObject> made;
+    auto it = made.find(bots);
+    if (it == made.end()) {
+        QJsonObject document = parsed(bots);
+        ConfigValues values = readValues(bots);
+        ConfigDocument::write(values, document);
+        it = made.emplace(bots, document).first;
+    }
+    return it->second;
+}
+
 constexpr int sizes[] = {1, 100, 1000};
 
 // Floor: parse the bytes with QJsonDocument alone.
@@ -127,10 +143,10 @@ void floorParse(benchmark::State &state)
     state.SetBytesProcessed(state.iterations() * bytes.size());
 }
 
-// Floor: serialise the parsed document with QJsonDocument alone.
+// Floor: serialise the saved document with QJsonDocument alone.
 void floorSerialise(benchmark::State &state)
 {
-    const QJsonObject &object = parsed(int(state.range(0)));
+    const QJsonObject &object = savedDocument(int(state.range(0)));
     for (auto _ : state)
         benchmark::DoNotOptimize(QJsonDocument(object).toJson(QJsonDocument::Indented).size());
 }
@@ -149,7 +165,7 @@ void loadAndApply(benchmark::State &state)
 // Update the document key by key from the values and serialise it.
 void write(benchmark::State &state)
 {
-    const QJsonObject &original = parsed(int(state.range(0)));
+    const QJsonObject &original = savedDocument(int(state.range(0)));
     const ConfigValues &values = readValues(int(state.range(0)));
     for (auto _ : state) {
         QJsonObject doc = original;
@@ -226,12 +242,9 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     // Inputs are made before any benchmark runs, so that a profiler counting one benchmark
     // function (bench/cost.sh) counts its loop and nothing else.
-    // One write of each as well, so that tables made on first use are not counted either.
-    for (int bots : sizes) {
-        ConfigValues values = readValues(bots);
-        QJsonObject copy = parsed(bots);
-        ConfigDocument::write(values, copy);
-    }
+    // Saving once makes the tables built on first use, so they are not counted either.
+    for (int bots : sizes)
+        savedDocument(bots);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
