@@ -16,8 +16,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-const QString githubPrefix = u"github:"_s;
-
 QString onOff(bool on)
 {
     return on ? u"on"_s : u"off"_s;
@@ -199,11 +197,12 @@ int runSearch(CommandContext &context)
     if (out.json()) {
         QJsonArray array;
         for (const RegistryEntry &entry : results) {
-            array.append(QJsonObject{{u"name"_s, entry.name},
-                                     {u"repository"_s, entry.name.mid(githubPrefix.size())},
-                                     {u"title"_s, entry.title},
-                                     {u"description"_s, entry.description},
-                                     {u"installed"_s, model.isInstalled(entry.name)}});
+            array.append(
+                QJsonObject{{u"name"_s, entry.name},
+                            {u"repository"_s, RegistryEntry::withoutSearchPrefix(entry.name)},
+                            {u"title"_s, entry.title},
+                            {u"description"_s, entry.description},
+                            {u"installed"_s, model.isInstalled(entry.name)}});
         }
         out.json(QJsonObject{
             {u"page"_s, page + 1}, {u"has_more"_s, model.githubHasMore()}, {u"results"_s, array}});
@@ -216,8 +215,8 @@ int runSearch(CommandContext &context)
     QList<QStringList> rows;
     QList<bool> installed;
     for (const RegistryEntry &entry : results) {
-        rows.append(
-            {Output::plain(entry.name.mid(githubPrefix.size())), Output::plain(entry.description)});
+        rows.append({Output::plain(RegistryEntry::withoutSearchPrefix(entry.name)),
+                     Output::plain(entry.description)});
         installed.append(model.isInstalled(entry.name));
     }
     for (const QString &line : CtlViews::table(CtlViews::markedRows(rows, installed)))
@@ -293,16 +292,16 @@ int runInstall(CommandContext &context)
             if (e.name == name)
                 entry = e;
         }
-    } else if (name.startsWith(githubPrefix) || name.contains(u'/')) {
-        const QString fullName
-            = name.startsWith(githubPrefix) ? name.mid(githubPrefix.size()) : name;
+    } else if (RegistryEntry::isSearchResultName(name) || name.contains(u'/')) {
+        const QString fullName = RegistryEntry::withoutSearchPrefix(name);
         const QStringList parts = fullName.split(u'/');
         if (parts.size() != 2 || !SkillFile::installStem(fullName)) {
             return out.fail(ExitCode::badInput,
                             u"\""_s + Output::plain(name)
                                 + u"\" is not a GitHub repository (owner/repo)"_s);
         }
-        entry = RegistryEntry{githubPrefix + fullName, parts.last(), QString(), QString()};
+        entry = RegistryEntry{RegistryEntry::searchResultName(fullName), parts.last(), QString(),
+                              QString()};
         repository = true;
     } else {
         for (const RegistryEntry &e : SkillCatalog::skillRegistry(model.githubRawBase())) {
@@ -333,10 +332,8 @@ int runInstall(CommandContext &context)
     context.session().waitUntil(&SettingsModel::installFinished, [&] { return finished; });
     if (!written)
         return out.fail(ExitCode::failed, u"could not download "_s + Output::plain(name));
-    const QString stem = SkillFile::installStem(entry->name.startsWith(githubPrefix)
-                                                    ? entry->name.mid(githubPrefix.size())
-                                                    : entry->name)
-                             .value_or(name);
+    const QString stem
+        = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(entry->name)).value_or(name);
     out.line(u"Installed "_s + Output::plain(stem) + u".md in "_s
              + Output::plain(model.installFolder()));
     return ExitCode::ok;

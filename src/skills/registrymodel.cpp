@@ -47,7 +47,7 @@ RegistryEntry searchEntry(const QString &fullName, const QJsonValue &description
                           const QString &rawBase)
 {
     RegistryEntry entry;
-    entry.name = u"github:"_s + fullName;
+    entry.name = RegistryEntry::searchResultName(fullName);
     entry.title = fullName.sliced(fullName.lastIndexOf(u'/') + 1);
     if (description.isString())
         entry.description
@@ -304,7 +304,7 @@ void SettingsModel::install(const RegistryEntry &entry)
 
 void SettingsModel::installSearchResult(const RegistryEntry &entry)
 {
-    const QString fullName = entry.name.startsWith(u"github:") ? entry.name.sliced(7) : entry.name;
+    const QString fullName = RegistryEntry::withoutSearchPrefix(entry.name);
     // owner/repo is installed as owner-repo.md.
     const std::optional<QString> stem = SkillFile::installStem(fullName);
     if (!stem) {

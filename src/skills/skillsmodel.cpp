@@ -147,7 +147,7 @@ bool SettingsModel::isInstalled(const QString &name) const
 {
     // A catalogue name such as "a/b" is installed as a-b.md and a search result
     // "github:owner/repo" as owner-repo.md, so either form counts.
-    const QString bare = name.startsWith(u"github:") ? name.sliced(7) : name;
+    const QString bare = RegistryEntry::withoutSearchPrefix(name);
     const std::optional<QString> stem = SkillFile::installStem(bare);
     return std::any_of(m_skills.cbegin(), m_skills.cend(), [&](const SkillInfo &skill) {
         return skill.name == name || (stem && skill.name == *stem);

@@ -22,8 +22,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-const QString githubPrefix = u"github:"_s;
-
 QList<RegistryEntry> catalogue(const SettingsModel *model)
 {
     return SkillCatalog::skillRegistry(model->githubRawBase()) + model->catalogEntries();
@@ -106,9 +104,7 @@ QString resultsShape(const SettingsModel *model)
 void buildResultRows(SettingsModel *model, QVBoxLayout *layout)
 {
     for (const RegistryEntry &entry : model->githubResults()) {
-        const QString fullName = entry.name.startsWith(githubPrefix)
-                                     ? entry.name.sliced(githubPrefix.size())
-                                     : entry.name;
+        const QString fullName = RegistryEntry::withoutSearchPrefix(entry.name);
         auto *row
             = new SettingRow(model, fullName, entry.description,
                              installButton(model, u"installResult:"_s + entry.name, entry.name,
