@@ -149,10 +149,12 @@ std::optional<QString> SettingsModel::writeDocument()
     // created here.
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size()
         || !file.flush()) {
-        return u"Could not write "_s + m_path + u": "_s + file.errorString();
+        m_lastSaveError = u"Could not write "_s + m_path + u": "_s + file.errorString();
+        return m_lastSaveError;
     }
     if (created) // it holds API keys and bot tokens: readable by its owner only
         file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    m_lastSaveError.reset();
     return std::nullopt;
 }
 

@@ -96,6 +96,9 @@ public:
     void applyDocument(const QJsonObject &document);
     // Writes the document; the failure text ("Could not write …") or nothing.
     std::optional<QString> writeDocument();
+    // What the latest writeDocument gave, for callers of operations that save by themselves:
+    // its failure text, or nothing when it worked or none was made.
+    const std::optional<QString> &lastSaveError() const { return m_lastSaveError; }
     // writeDocument, then config-changed when it worked. Returns whether the write worked.
     bool saveAndNotify();
     void postConfigChanged();
@@ -381,6 +384,7 @@ private:
     QString m_path;
     QJsonObject m_raw;
     double m_loadedMtime = 0;
+    std::optional<QString> m_lastSaveError;
     ConfigValues m_config;
     NotificationTransport *m_transport = nullptr;
     QNetworkAccessManager *m_network = nullptr;

@@ -11,8 +11,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-const QString showSecretsOption = u"show-secrets"_s;
-
 struct ProviderField {
     QStringList names; // the JSON key first, then what a user may type instead
     QString Fallback::*member;
@@ -54,21 +52,25 @@ std::optional<QString Fallback::*> findField(CommandContext &context, const QStr
     return std::nullopt;
 }
 
-// The values given to "add", as (field, text) pairs.
-QList<std::pair<QString Fallback::*, QString>> givenFields(CommandContext &context)
+// After "add" made an empty row: gives the row the fields given as options, through `set`,
+// and saves when there were any. ExitCode::ok, or what the save gave.
+int fillGivenFields(CommandContext &context,
+                    const std::function<void(QString Fallback::*, const QString &)> &set)
 {
-    QList<std::pair<QString Fallback::*, QString>> given;
+    bool given = false;
     for (qsizetype i = 0; i < addOptionNames.size(); ++i) {
-        if (context.isSet(addOptionNames.at(i)))
-            given.append({providerFields().at(i).member, context.value(addOptionNames.at(i))});
+        if (context.isSet(addOptionNames.at(i))) {
+            set(providerFields().at(i).member, context.value(addOptionNames.at(i)));
+            given = true;
+        }
     }
-    return given;
+    return given ? context.session().save() : ExitCode::ok;
 }
 
 int printProviders(CommandContext &context, const QList<Fallback> &providers, const QString &none)
 {
     Output &out = context.out();
-    const bool show = context.isSet(showSecretsOption);
+    const bool show = context.showSecrets();
     if (out.json()) {
         out.json(CtlViews::providersJson(providers, show));
         return ExitCode::ok;
@@ -83,11 +85,6 @@ int printProviders(CommandContext &context, const QList<Fallback> &providers, co
 }
 
 // ---- backup models of the defaults -------------------------------------------------------------
-
-std::optional<int> backupIndex(CommandContext &context, const QString &text)
-{
-    return context.index(text, context.model().fallbacks().size(), u"backup model"_s);
-}
 
 int runList(CommandContext &context)
 {
@@ -110,20 +107,18 @@ int runAdd(CommandContext &context)
     if (const int code = context.session().checkSaved())
         return code;
     const int index = int(model.fallbacks().size()) - 1;
-    const auto given = givenFields(context);
-    if (!given.isEmpty()) {
-        for (const auto &[field, text] : given)
-            model.setFallbackText(index, field, text);
-        if (const int code = context.session().save())
-            return code;
-    }
+    const int filled = fillGivenFields(context, [&](QString Fallback::*field, const QString &text) {
+        model.setFallbackText(index, field, text);
+    });
+    if (filled != ExitCode::ok)
+        return filled;
     context.out().line(u"Added backup model "_s + QString::number(index + 1));
     return ExitCode::ok;
 }
 
 int runSet(CommandContext &context)
 {
-    const std::optional<int> index = backupIndex(context, context.argument(0));
+    const std::optional<int> index = context.backupIndex(context.argument(0));
     if (!index)
         return ExitCode::badInput;
     const auto field = findField(context, context.argument(1));
@@ -137,7 +132,7 @@ int runSet(CommandContext &context)
 
 int runRemove(CommandContext &context)
 {
-    const std::optional<int> index = backupIndex(context, context.argument(0));
+    const std::optional<int> index = context.backupIndex(context.argument(0));
     if (!index)
         return ExitCode::badInput;
     if (const int code = context.prepareWrite())
@@ -149,7 +144,7 @@ int runRemove(CommandContext &context)
 int runMove(CommandContext &context, bool up)
 {
     SettingsModel &model = context.model();
-    const std::optional<int> index = backupIndex(context, context.argument(0));
+    const std::optional<int> index = context.backupIndex(context.argument(0));
     if (!index)
         return ExitCode::badInput;
     if (!up && *index + 1 == model.fallbacks().size()) {
@@ -171,21 +166,29 @@ int runMove(CommandContext &context, bool up)
 
 // ---- a bot's own backup models -----------------------------------------------------------------
 
-std::optional<int> botIndex(CommandContext &context)
-{
-    return context.index(context.argument(0), context.model().botTokens().size(), u"bot"_s);
-}
+struct BotRow {
+    int bot;
+    int row;
+};
 
-std::optional<int> botBackupIndex(CommandContext &context, int bot)
+// The bot (first argument) and the number of one of its own backup models (second argument),
+// both from 0; prints the problem and gives nothing when either is not there.
+std::optional<BotRow> botRow(CommandContext &context)
 {
-    return context.index(context.argument(1),
-                         context.model().botProfiles().at(bot).fallbacks.size(), u"backup model"_s,
-                         u" of bot "_s + QString::number(bot + 1));
+    const std::optional<int> bot = context.botIndex(context.argument(0));
+    if (!bot)
+        return std::nullopt;
+    const std::optional<int> row = context.index(
+        context.argument(1), context.model().botProfiles().at(*bot).fallbacks.size(),
+        u"backup model"_s, u" of bot "_s + QString::number(*bot + 1));
+    if (!row)
+        return std::nullopt;
+    return BotRow{*bot, *row};
 }
 
 int runBotList(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context);
+    const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
     return printProviders(context, context.model().botProfiles().at(*bot).fallbacks,
@@ -194,7 +197,7 @@ int runBotList(CommandContext &context)
 
 int runBotAdd(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context);
+    const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
     if (const int code = context.prepareWrite())
@@ -205,13 +208,11 @@ int runBotAdd(CommandContext &context)
     if (const int code = context.session().checkSaved())
         return code;
     const int row = int(model.botProfiles().at(*bot).fallbacks.size()) - 1;
-    const auto given = givenFields(context);
-    if (!given.isEmpty()) {
-        for (const auto &[field, text] : given)
-            model.setBotFallbackText(*bot, row, field, text);
-        if (const int code = context.session().save())
-            return code;
-    }
+    const int filled = fillGivenFields(context, [&](QString Fallback::*field, const QString &text) {
+        model.setBotFallbackText(*bot, row, field, text);
+    });
+    if (filled != ExitCode::ok)
+        return filled;
     context.out().line(u"Added backup model "_s + QString::number(row + 1) + u" of bot "_s
                        + QString::number(*bot + 1));
     return ExitCode::ok;
@@ -219,60 +220,51 @@ int runBotAdd(CommandContext &context)
 
 int runBotSet(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context);
-    if (!bot)
-        return ExitCode::badInput;
-    const std::optional<int> row = botBackupIndex(context, *bot);
-    if (!row)
+    const std::optional<BotRow> at = botRow(context);
+    if (!at)
         return ExitCode::badInput;
     const auto field = findField(context, context.argument(2));
     if (!field)
         return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
-    context.model().setBotFallbackText(*bot, *row, *field, context.argument(3));
+    context.model().setBotFallbackText(at->bot, at->row, *field, context.argument(3));
     return context.session().save();
 }
 
 int runBotRemove(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context);
-    if (!bot)
-        return ExitCode::badInput;
-    const std::optional<int> row = botBackupIndex(context, *bot);
-    if (!row)
+    const std::optional<BotRow> at = botRow(context);
+    if (!at)
         return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
-    context.model().removeBotFallback(*bot, *row);
+    context.model().removeBotFallback(at->bot, at->row);
     return context.session().checkSaved();
 }
 
 int runBotMove(CommandContext &context, bool up)
 {
-    const std::optional<int> bot = botIndex(context);
-    if (!bot)
-        return ExitCode::badInput;
-    const std::optional<int> row = botBackupIndex(context, *bot);
-    if (!row)
+    const std::optional<BotRow> at = botRow(context);
+    if (!at)
         return ExitCode::badInput;
     // A bot's first backup model is never promoted: the bot's primary may be inherited.
-    const qsizetype count = context.model().botProfiles().at(*bot).fallbacks.size();
-    if ((up && *row == 0) || (!up && *row + 1 == count)) {
+    const qsizetype count = context.model().botProfiles().at(at->bot).fallbacks.size();
+    if ((up && at->row == 0) || (!up && at->row + 1 == count)) {
         return context.out().fail(ExitCode::badInput,
-                                  u"backup model "_s + QString::number(*row + 1) + u" of bot "_s
-                                      + QString::number(*bot + 1) + u" is already the "_s
+                                  u"backup model "_s + QString::number(at->row + 1) + u" of bot "_s
+                                      + QString::number(at->bot + 1) + u" is already the "_s
                                       + (up ? u"first"_s : u"last"_s));
     }
     if (const int code = context.prepareWrite())
         return code;
-    context.model().moveBotFallback(*bot, *row, up);
+    context.model().moveBotFallback(at->bot, at->row, up);
     return context.session().checkSaved();
 }
 
 QCommandLineOption showSecrets()
 {
-    return QCommandLineOption(showSecretsOption, u"Show API keys in clear."_s);
+    return showSecretsOption(u"Show API keys in clear."_s);
 }
 
 } // namespace

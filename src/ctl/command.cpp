@@ -1,6 +1,19 @@
 #include "ctl/command.h"
 
+#include "config/settingsmodel.h"
+
 using namespace Qt::Literals::StringLiterals;
+
+namespace {
+
+const QString showSecretsName = u"show-secrets"_s;
+
+} // namespace
+
+QCommandLineOption showSecretsOption(const QString &description)
+{
+    return QCommandLineOption(showSecretsName, description);
+}
 
 CommandContext::CommandContext(Session &session, QStringList arguments,
                                const QCommandLineParser &parser,
@@ -34,4 +47,19 @@ std::optional<int> CommandContext::index(const QString &text, qsizetype count, c
         return std::nullopt;
     }
     return number - 1;
+}
+
+std::optional<int> CommandContext::botIndex(const QString &text)
+{
+    return index(text, model().botTokens().size(), u"bot"_s);
+}
+
+std::optional<int> CommandContext::backupIndex(const QString &text)
+{
+    return index(text, model().fallbacks().size(), u"backup model"_s);
+}
+
+bool CommandContext::showSecrets() const
+{
+    return isSet(showSecretsName);
 }

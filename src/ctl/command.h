@@ -37,6 +37,12 @@ public:
     // `suffix` follows the number in the message ("backup model 3 of bot 1").
     std::optional<int> index(const QString &text, qsizetype count, const QString &what,
                              const QString &suffix = {});
+    // index() for a bot's number, and for the number of a backup model of the defaults.
+    std::optional<int> botIndex(const QString &text);
+    std::optional<int> backupIndex(const QString &text);
+
+    // Whether --show-secrets was given (see showSecretsOption).
+    bool showSecrets() const;
 
 private:
     Session &m_session;
@@ -44,6 +50,9 @@ private:
     const QCommandLineParser &m_parser;
     std::function<QString(const QString &)> m_unescape;
 };
+
+// --show-secrets, for the commands that print API keys or tokens; `description` says which.
+QCommandLineOption showSecretsOption(const QString &description);
 
 struct CommandArgument {
     QString name;

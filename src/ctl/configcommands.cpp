@@ -18,11 +18,9 @@ using CtlKeys::Kind;
 
 namespace {
 
-const QString showSecretsOption = u"show-secrets"_s;
-
 QCommandLineOption showSecrets()
 {
-    return QCommandLineOption(showSecretsOption, u"Show API keys and tokens in clear."_s);
+    return showSecretsOption(u"Show API keys and tokens in clear."_s);
 }
 
 bool isScalar(Kind kind)
@@ -125,10 +123,9 @@ QJsonValue topLevelJson(const CtlKeys::TopLevelKey &key, SettingsModel &model)
     }
 }
 
-// What "unset" writes, in words, for the keys table.
-QString unsetText(const CtlKeys::TopLevelKey &key)
+// What "unset" writes, in words, for the keys table; `defaults` are CtlKeys::readingDefaults().
+QString unsetText(const CtlKeys::TopLevelKey &key, const ConfigValues &defaults)
 {
-    const ConfigValues defaults = CtlKeys::readingDefaults();
     switch (key.kind) {
     case Kind::Flag: return flagText(defaults.*key.flag);
     case Kind::Sources: return u"(no extra sources)"_s;
@@ -171,13 +168,15 @@ int runKeys(CommandContext &context)
             rows.append({key.json, kind, key.meaning});
         }
     } else {
+        const ConfigValues defaults = CtlKeys::readingDefaults();
         for (const CtlKeys::TopLevelKey &key : CtlKeys::topLevelKeys()) {
             const QString kind = CtlKeys::kindName(key.kind);
+            const QString unset = unsetText(key, defaults);
             array.append(QJsonObject{{u"key"_s, key.json},
                                      {u"kind"_s, kind},
                                      {u"meaning"_s, key.meaning},
-                                     {u"unset"_s, unsetText(key)}});
-            rows.append({key.json, kind, unsetText(key), key.meaning});
+                                     {u"unset"_s, unset}});
+            rows.append({key.json, kind, unset, key.meaning});
         }
     }
     if (out.json()) {
@@ -195,7 +194,7 @@ int runGetAll(CommandContext &context)
 {
     Output &out = context.out();
     SettingsModel &model = context.model();
-    const bool show = context.isSet(showSecretsOption);
+    const bool show = context.showSecrets();
     QJsonObject object;
     QList<QStringList> rows;
     for (const CtlKeys::TopLevelKey &key : CtlKeys::topLevelKeys()) {
@@ -298,11 +297,6 @@ int runUnset(CommandContext &context)
 
 // ---- bots --------------------------------------------------------------------------------------
 
-std::optional<int> botIndex(CommandContext &context, const QString &text)
-{
-    return context.index(text, context.model().botTokens().size(), u"bot"_s);
-}
-
 const CtlKeys::BotKey *knownBotKey(CommandContext &context, const QString &name)
 {
     const CtlKeys::BotKey *key = CtlKeys::findBotKey(name);
@@ -317,7 +311,7 @@ int runBotList(CommandContext &context)
 {
     Output &out = context.out();
     SettingsModel &model = context.model();
-    const bool show = context.isSet(showSecretsOption);
+    const bool show = context.showSecrets();
     QJsonArray array;
     QList<QStringList> rows{{u"#"_s, u"BOT"_s, u"TOKEN"_s, u"SKILLS"_s}};
     for (int i = 0; i < model.botTokens().size(); ++i) {
@@ -374,7 +368,7 @@ int runBotAdd(CommandContext &context)
 
 int runBotRemove(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context, context.argument(0));
+    const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
     if (const int code = context.prepareWrite())
@@ -385,7 +379,7 @@ int runBotRemove(CommandContext &context)
 
 int runBotGet(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context, context.argument(0));
+    const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
     const CtlKeys::BotKey *key = knownBotKey(context, context.argument(1));
@@ -442,7 +436,7 @@ int runBotGet(CommandContext &context)
         // bot page, unless secrets are asked for too.
         QString fallback = model.values().*key->defaultValue;
         if (isSecret(key->json))
-            fallback = CtlViews::masked(fallback, context.isSet(showSecretsOption));
+            fallback = CtlViews::masked(fallback, context.showSecrets());
         inheritance = inheritanceText(value, fallback);
         object.insert(u"default"_s, fallback);
         object.insert(u"inheritance"_s, *inheritance);
@@ -459,7 +453,7 @@ int runBotGet(CommandContext &context)
 
 int runBotSet(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context, context.argument(0));
+    const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
     const CtlKeys::BotKey *key = knownBotKey(context, context.argument(1));
@@ -496,7 +490,7 @@ int runBotSet(CommandContext &context)
 
 int runBotUnset(CommandContext &context)
 {
-    const std::optional<int> bot = botIndex(context, context.argument(0));
+    const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
     const CtlKeys::BotKey *key = knownBotKey(context, context.argument(1));

@@ -42,8 +42,7 @@ int runImport(CommandContext &context)
     if (const int code = context.prepareWrite())
         return code;
     if (!ExportImport::importConfigFrom(context.model(), source))
-        return out.fail(ExitCode::failed, context.session().writeProblem().value_or(
-                                              u"Could not write "_s + context.model().path()));
+        return context.session().writeFailed();
     return ExitCode::ok;
 }
 

@@ -5,20 +5,11 @@
 #include "ctl/views.h"
 #include "service/statusinfo.h"
 
-#include <QJsonArray>
 #include <QJsonObject>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-QJsonArray integers(const QList<qint64> &numbers)
-{
-    QJsonArray array;
-    for (const qint64 n : numbers)
-        array.append(n);
-    return array;
-}
 
 int runStatus(CommandContext &context)
 {
@@ -29,23 +20,6 @@ int runStatus(CommandContext &context)
     if (out.json()) {
         // The texts of the Model page's rows, and the record they were made from under the
         // status file's own key names.
-        QJsonArray tokensByBot;
-        for (const QList<qint64> &counts : status.tokensByBot)
-            tokensByBot.append(integers(counts));
-        const QJsonObject record{
-            {u"bot_running"_s, status.botRunning},
-            {u"pid"_s, status.pid},
-            {u"bot_handle"_s, status.botHandle},
-            {u"bot_nicknames"_s, QJsonArray::fromStringList(status.botNicknames)},
-            {u"requests"_s, status.requests},
-            {u"requests_by_bot"_s, integers(status.requestsByBot)},
-            {u"tokens_in"_s, status.tokensIn},
-            {u"tokens_out"_s, status.tokensOut},
-            {u"tokens_by_bot"_s, tokensByBot},
-            {u"base_url"_s, status.provider},
-            {u"model"_s, status.model},
-            {u"fallbacks"_s, status.fallbacks},
-        };
         out.json(QJsonObject{
             {u"status"_s, statusLineText(status)},
             {u"primary_provider"_s, primaryProviderText(status)},
@@ -53,7 +27,7 @@ int runStatus(CommandContext &context)
             {u"requests"_s, requestsText(status)},
             {u"requests_by_bot"_s, requestsByBotLabel(status)},
             {u"tokens_used"_s, tokensUsedText(status)},
-            {u"record"_s, record},
+            {u"record"_s, statusRecord(status)},
         });
         return ExitCode::ok;
     }
@@ -98,14 +72,7 @@ int runControl(CommandContext &context, const QString &action)
 
     model.refreshStatus();
     const StatusInfo &status = model.status();
-    bool reached = false;
-    if (action == "start"_L1)
-        reached = status.botRunning;
-    else if (action == "stop"_L1)
-        reached = !status.botRunning;
-    else
-        reached = status.botRunning && status.pid != 0 && status.pid != pidBefore;
-    if (reached)
+    if (controlReached(action, status, pidBefore))
         return ExitCode::ok;
 
     const QString wanted = action == "start"_L1  ? u"report running"_s
@@ -124,8 +91,7 @@ int runTest(CommandContext &context)
     std::optional<TestOutcome> outcome;
     QJsonObject object;
     if (context.isSet(u"backup"_s)) {
-        const std::optional<int> index = context.index(context.value(u"backup"_s),
-                                                       model.fallbacks().size(), u"backup model"_s);
+        const std::optional<int> index = context.backupIndex(context.value(u"backup"_s));
         if (!index)
             return ExitCode::badInput;
         model.testBackup(*index);

@@ -15,8 +15,15 @@ using namespace Qt::Literals::StringLiterals;
 
 CtlTransport::CtlTransport(QObject *parent)
     : NotificationTransport(parent)
-    , m_bus(std::make_unique<DBusTransport>())
+{}
+
+CtlTransport::~CtlTransport() = default;
+
+void CtlTransport::connectBus()
 {
+    if (m_bus)
+        return;
+    m_bus = std::make_unique<DBusTransport>();
     connect(m_bus.get(), &NotificationTransport::received, this,
             [this](const QString &name, const QVariantMap &userInfo) {
                 if (name == Notifications::configChanged())
@@ -24,10 +31,9 @@ CtlTransport::CtlTransport(QObject *parent)
             });
 }
 
-CtlTransport::~CtlTransport() = default;
-
 void CtlTransport::post(const QString &name, const QVariantMap &userInfo)
 {
+    connectBus();
     m_bus->post(name, userInfo);
     m_posted = true;
 }
@@ -72,7 +78,11 @@ QString Session::defaultConfigPath()
     return ConfigDocument::defaultConfigPath();
 }
 
-std::optional<QString> documentProblem(const QString &path, bool missingIsFine)
+namespace {
+
+// What documentProblem can tell without opening the file: whether it is there (when it has to
+// be) and whether it is a regular file.
+std::optional<QString> placeProblem(const QString &path, bool missingIsFine)
 {
     const QFileInfo info(path);
     if (!info.exists() && !info.isSymLink()) {
@@ -84,6 +94,17 @@ std::optional<QString> documentProblem(const QString &path, bool missingIsFine)
         return path + u" is a folder, not a configuration file"_s;
     if (!info.isFile())
         return path + u" is not a regular file"_s;
+    return std::nullopt;
+}
+
+} // namespace
+
+std::optional<QString> documentProblem(const QString &path, bool missingIsFine)
+{
+    if (std::optional<QString> problem = placeProblem(path, missingIsFine))
+        return problem;
+    if (!QFileInfo::exists(path))
+        return std::nullopt; // missing, and that is fine
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly))
         return u"cannot read "_s + path + u": "_s + file.errorString();
@@ -105,12 +126,21 @@ std::optional<QString> Session::pathProblem() const
 {
     const QFileInfo info(m_configPath);
     if (info.exists() && !info.isFile())
-        return documentProblem(m_configPath, true);
+        return placeProblem(m_configPath, true);
     return std::nullopt;
 }
 
-std::optional<QString> Session::configProblem() const
+std::optional<QString> Session::configProblem()
 {
+    // Anything but a regular file is refused before the model would try to read it.
+    if (std::optional<QString> problem = placeProblem(m_configPath, true))
+        return problem;
+    // A model that has a document, or the time of the file it read, took the file. Otherwise
+    // the file was missing or could not be used, and documentProblem says which; an empty
+    // object in a file dated 1970 is the one usable file that is looked at twice.
+    const SettingsModel &settings = loadedModel();
+    if (!settings.rawDocument().isEmpty() || settings.loadedMtime() != 0)
+        return std::nullopt;
     return documentProblem(m_configPath, true);
 }
 
@@ -133,6 +163,13 @@ std::optional<QString> Session::writeProblem() const
 }
 
 SettingsModel &Session::model()
+{
+    SettingsModel &settings = loadedModel();
+    m_transport->connectBus();
+    return settings;
+}
+
+SettingsModel &Session::loadedModel()
 {
     if (!m_model) {
         m_transport = std::make_unique<CtlTransport>();
@@ -157,10 +194,13 @@ int Session::save()
 
 int Session::checkSaved()
 {
-    QFile file(m_configPath);
-    const bool opened = file.open(QIODevice::ReadOnly);
-    if (opened && file.readAll() == ConfigDocument::serialise(model().rawDocument()))
+    if (!model().lastSaveError())
         return ExitCode::ok;
+    return writeFailed();
+}
+
+int Session::writeFailed()
+{
     return m_out.fail(ExitCode::failed,
                       writeProblem().value_or(u"Could not write "_s + m_configPath));
 }

@@ -16,12 +16,16 @@ class SettingsModel;
 // The notifications as varnookctl needs them: posts go out on the session bus like the
 // window's, and of what comes in only config-changed is passed on. quit-settings is meant for
 // the window; it must not cut short a terminal command that is waiting for the service.
+// The bus is joined only when a command goes to work (connectBus, or the first post), so that
+// a command refused for its configuration file never touches it.
 class CtlTransport final : public NotificationTransport {
     Q_OBJECT
 public:
     explicit CtlTransport(QObject *parent = nullptr);
     ~CtlTransport() override;
 
+    // Joins the session bus, once; does nothing after the first time.
+    void connectBus();
     void post(const QString &name, const QVariantMap &userInfo = {}) override;
     // Waits until the bus has taken what was posted, so that it is not lost when the process
     // ends right after. Does nothing without a bus.
@@ -67,8 +71,9 @@ public:
     // pipe, a device): the model would try to read it. Checked for every command.
     std::optional<QString> pathProblem() const;
     // Why the configuration file cannot be used, or nothing. A missing file is fine: it means
-    // the defaults, as in the window.
-    std::optional<QString> configProblem() const;
+    // the defaults, as in the window. Builds the settings model: the file is read once, by the
+    // model, and only looked at again for the reason when the model could not take it.
+    std::optional<QString> configProblem();
     // Why the configuration file could not be written, found before anything is changed.
     std::optional<QString> writeProblem() const;
 
@@ -78,9 +83,11 @@ public:
     // writeDocument, then config-changed when it worked, as the window's save does. On failure
     // prints the reason and returns ExitCode::failed.
     int save();
-    // For model operations that save by themselves: whether the file now holds what the model
-    // wrote. On failure prints the reason and returns ExitCode::failed.
+    // For model operations that save by themselves: whether their last write worked. On
+    // failure prints the reason and returns ExitCode::failed.
     int checkSaved();
+    // Prints why the configuration file could not be written and returns ExitCode::failed.
+    int writeFailed();
 
     // Runs the event loop until `done` holds, looking again each time the model emits `signal`.
     template <typename Signal> void waitUntil(Signal signal, const std::function<bool()> &done)
@@ -99,6 +106,9 @@ public:
     void finish();
 
 private:
+    // The model, built on first use, without going on the bus.
+    SettingsModel &loadedModel();
+
     QString m_configPath;
     Output &m_out;
     CtlEnvironment m_environment;

@@ -21,7 +21,8 @@ QString onOff(bool on)
     return on ? u"on"_s : u"off"_s;
 }
 
-// The skills folder as the window shows it once it is on screen.
+// The model with the skills folder listed, as the window shows it once it is on screen: for
+// the commands that look at the installed skills.
 SettingsModel &listedModel(CommandContext &context)
 {
     SettingsModel &model = context.model();
@@ -31,7 +32,7 @@ SettingsModel &listedModel(CommandContext &context)
 
 std::optional<int> botOption(CommandContext &context)
 {
-    return context.index(context.value(u"bot"_s), context.model().botTokens().size(), u"bot"_s);
+    return context.botIndex(context.value(u"bot"_s));
 }
 
 bool isListed(const SettingsModel &model, const QString &name)
@@ -110,13 +111,13 @@ int runList(CommandContext &context)
 int runSwitch(CommandContext &context, bool on)
 {
     Output &out = context.out();
+    if (context.isSet(u"group"_s) && context.isSet(u"bot"_s))
+        return out.fail(ExitCode::badInput,
+                        u"--group switches skills for every bot; leave out --bot"_s);
     SettingsModel &model = listedModel(context);
     const QString name = context.argument(0);
 
     if (context.isSet(u"group"_s)) {
-        if (context.isSet(u"bot"_s))
-            return out.fail(ExitCode::badInput,
-                            u"--group switches skills for every bot; leave out --bot"_s);
         const bool known = std::any_of(model.skills().begin(), model.skills().end(),
                                        [&](const SkillInfo &s) { return s.group == name; });
         if (!known) {
@@ -158,14 +159,12 @@ int runSwitch(CommandContext &context, bool on)
 
 int runReset(CommandContext &context)
 {
-    SettingsModel &model = context.model();
-    const std::optional<int> bot
-        = context.index(context.argument(0), model.botTokens().size(), u"bot"_s);
+    const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
-    model.resetBotSkills(*bot);
+    context.model().resetBotSkills(*bot);
     return context.session().checkSaved();
 }
 
@@ -280,7 +279,7 @@ int runCatalog(CommandContext &context)
 int runInstall(CommandContext &context)
 {
     Output &out = context.out();
-    SettingsModel &model = listedModel(context);
+    SettingsModel &model = context.model();
     const QString name = context.argument(0);
 
     std::optional<RegistryEntry> entry;
@@ -342,7 +341,7 @@ int runInstall(CommandContext &context)
 int runDelete(CommandContext &context)
 {
     Output &out = context.out();
-    SettingsModel &model = listedModel(context);
+    SettingsModel &model = context.model();
     const QString name = context.argument(0);
     const QString file = model.installFolder() + u'/' + name + u".md"_s;
     if (!SkillFile::isPlainName(name) || !QFileInfo(file).isFile()) {

@@ -120,12 +120,12 @@ std::optional<StatusInfo> readStatusFile(const QString &path)
     return parseStatus(bytes);
 }
 
-QByteArray serialiseStatus(const StatusInfo &status)
+QJsonObject statusRecord(const StatusInfo &status)
 {
     QJsonArray tokensByBot;
     for (const QList<qint64> &counts : status.tokensByBot)
         tokensByBot.append(integersJson(counts));
-    const QJsonObject object{
+    return QJsonObject{
         {"bot_running"_L1, status.botRunning},
         {"pid"_L1, status.pid},
         {"bot_handle"_L1, status.botHandle},
@@ -139,7 +139,23 @@ QByteArray serialiseStatus(const StatusInfo &status)
         {"model"_L1, status.model},
         {"fallbacks"_L1, status.fallbacks},
     };
-    return QJsonDocument(object).toJson(QJsonDocument::Indented);
+}
+
+QByteArray serialiseStatus(const StatusInfo &status)
+{
+    return QJsonDocument(statusRecord(status)).toJson(QJsonDocument::Indented);
+}
+
+bool controlReached(const QString &action, const StatusInfo &status, qint64 pidBefore)
+{
+    if (action == "start"_L1)
+        return status.botRunning;
+    if (action == "stop"_L1)
+        return !status.botRunning;
+    // A restart, or an action this program does not know. A service found down has not got
+    // there yet; one found up needs a known pid other than the one before the request. A
+    // service that went down and came back under the same pid has not visibly restarted.
+    return status.botRunning && status.pid != 0 && status.pid != pidBefore;
 }
 
 QString formatCount(qint64 n)

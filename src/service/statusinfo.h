@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -37,8 +38,16 @@ std::optional<StatusInfo> parseStatus(const QByteArray &bytes);
 // Reads and parses the status file at `path`; nothing when it is missing, not a regular file,
 // unreadable, too large or not a JSON object.
 std::optional<StatusInfo> readStatusFile(const QString &path);
-// The record as the bot service writes it, every key present.
+// The record under the status file's own key names, every key present.
+QJsonObject statusRecord(const StatusInfo &status);
+// The record as the bot service writes it: statusRecord as an indented JSON document.
 QByteArray serialiseStatus(const StatusInfo &status);
+
+// Whether the bot service has got where a start, stop or restart request wanted it, judged from
+// the status read after the request. `pidBefore` is the pid known before the request: a
+// restart (or an action this program does not know) is done once the service runs under a
+// known pid other than that one.
+bool controlReached(const QString &action, const StatusInfo &status, qint64 pidBefore);
 
 QString formatCount(qint64 n);
 QString runningLabel(const StatusInfo &status);

@@ -79,22 +79,9 @@ void SettingsModel::sendBotControl(const QString &action)
 void SettingsModel::pollControl(const QString &action, qint64 pidBefore, int attempt)
 {
     refreshStatus();
-    const bool running = m_status.botRunning;
-
-    bool done = false;
-    if (action == "start"_L1) {
-        done = running;
-    } else if (action == "stop"_L1) {
-        done = !running;
-    } else {
-        // A restart, or an action this program does not know. "Saw stopped" describes this
-        // poll only (overwritten, never latched), so it needs no place in the wait's state:
-        // a poll that finds the service down is not done, and one that finds it up needs a
-        // known pid other than the one shown before the request. A service that went down
-        // and came back under the same pid has not visibly restarted.
-        const bool sawStopped = !running;
-        done = sawStopped ? running : m_status.pid != 0 && m_status.pid != pidBefore;
-    }
+    // Each poll judges on its own: nothing seen by an earlier poll (such as the service being
+    // down for a moment during a restart) is kept in the wait's state.
+    const bool done = controlReached(action, m_status, pidBefore);
 
     if (!done && attempt < controlMaxPolls) {
         QTimer::singleShot(m_controlPollInterval, this, [this, action, pidBefore, attempt] {

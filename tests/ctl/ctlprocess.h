@@ -12,6 +12,11 @@
 #include <QStringList>
 #include <QTimer>
 
+#include <sys/resource.h>
+
+#include <csignal>
+#include <optional>
+
 struct CtlResult {
     bool finished = false;
     int exitCode = -1;
@@ -45,6 +50,9 @@ public:
     QProcessEnvironment &environment() { return m_environment; }
     void setConfig(const QString &path) { m_config = path; }
     void setWorkingDirectory(const QString &path) { m_workingDirectory = path; }
+    // The largest file the process may write, in bytes; a write beyond it fails (EFBIG) instead
+    // of ending the process. Nothing: the limit the test runs under.
+    void setFileSizeLimit(std::optional<rlim_t> bytes) { m_fileSizeLimit = bytes; }
 
     // varnookctl --config <config> <arguments…>
     CtlResult run(const QStringList &arguments, int timeoutMs = 60000)
@@ -60,6 +68,14 @@ public:
         process.setProcessEnvironment(m_environment);
         if (!m_workingDirectory.isEmpty())
             process.setWorkingDirectory(m_workingDirectory);
+        if (const std::optional<rlim_t> limit = m_fileSizeLimit) {
+            // Runs in the child between fork and exec: only async-signal-safe calls.
+            process.setChildProcessModifier([bytes = *limit] {
+                std::signal(SIGXFSZ, SIG_IGN);
+                const rlimit fileSize{bytes, bytes};
+                setrlimit(RLIMIT_FSIZE, &fileSize);
+            });
+        }
         QEventLoop loop;
         QObject::connect(&process, &QProcess::finished, &loop, &QEventLoop::quit);
         QObject::connect(&process, &QProcess::errorOccurred, &loop, &QEventLoop::quit);
@@ -83,4 +99,5 @@ private:
     QProcessEnvironment m_environment;
     QString m_config;
     QString m_workingDirectory;
+    std::optional<rlim_t> m_fileSizeLimit;
 };

@@ -394,6 +394,33 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(m_dir->filePath(u"missing-folder"_s)));
     }
 
+    void aSelfSavingCommandWhoseWriteFailsSaysSo_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("skills disable") << QStringList{u"skills"_s, u"disable"_s, u"voice"_s};
+        QTest::newRow("unset enabled_skills") << QStringList{u"unset"_s, u"enabled_skills"_s};
+        QTest::newRow("bot add") << QStringList{u"bot"_s, u"add"_s};
+        QTest::newRow("bot remove") << QStringList{u"bot"_s, u"remove"_s, u"1"_s};
+        QTest::newRow("backup up") << QStringList{u"backup"_s, u"up"_s, u"1"_s};
+    }
+
+    // These commands call model operations that write the file themselves. The file passes
+    // every check made before the command runs; the write itself then fails (the process may
+    // not write a file larger than 64 bytes), and the command must say so.
+    void aSelfSavingCommandWhoseWriteFailsSaysSo()
+    {
+        QFETCH(QStringList, arguments);
+        writeFixture(u"config/full.json"_s); // two bots, two backup models, a skill switched off
+        writeSkill(u"voice"_s, "# Voice\n");
+        QVERIFY(fileBytes().size() > 64);
+        m_ctl.setFileSizeLimit(64);
+        const CtlResult failed = run(arguments);
+        QCOMPARE(failed.exitCode, 1);
+        QCOMPARE(failed.error(), u"varnookctl: Could not write "_s + configPath() + u'\n');
+        QVERIFY(failed.out.isEmpty());
+        QCOMPARE(fileBytes().size(), 64);
+    }
+
     // ---- bots ---------------------------------------------------------------------------------
 
     void botsAreAddedListedAndRemovedByTheirNumberFromOne()
