@@ -1,4 +1,5 @@
 #include "providers/providertest.h"
+#include "providers/testoutcome.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -14,11 +15,6 @@ using namespace Qt::Literals::StringLiterals;
 namespace Providers {
 
 namespace {
-
-struct Outcome {
-    bool ok = false;
-    QString message;
-};
 
 // Qt reports HTTP error statuses as reply errors too (401 becomes AuthenticationRequiredError,
 // 400 ProtocolInvalidOperationError, 500 InternalServerError …). Those are answers from the
@@ -44,7 +40,7 @@ QString transportDescription(const QNetworkReply &reply)
     return reply.errorString();
 }
 
-Outcome outcomeOf(const QNetworkReply &reply, const QString &model)
+TestOutcome outcomeOf(const QNetworkReply &reply, const QString &model)
 {
     const QVariant statusAttribute = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
     const bool hasStatus = statusAttribute.isValid();
@@ -113,7 +109,7 @@ void testProvider(QNetworkAccessManager *network, int timeoutMs, QObject *contex
                          reply->deleteLater();
                          if (!receiver)
                              return;
-                         const Outcome outcome = outcomeOf(*reply, model);
+                         const TestOutcome outcome = outcomeOf(*reply, model);
                          // Runs at once when the network lives on the caller's thread, which is
                          // the main thread in this program.
                          QMetaObject::invokeMethod(receiver.data(), [completion, outcome] {

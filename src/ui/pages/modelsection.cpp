@@ -142,9 +142,6 @@ void ModelSection::buildStatus()
                     const QColor colour
                         = status.botRunning ? StatusColors::good() : StatusColors::bad();
                     running->setValue(statusLineText(status), colour);
-                    // The colour is set as the window text; inside the group's base-coloured
-                    // box a label would otherwise draw in the text role and lose it.
-                    running->valueLabel()->setForegroundRole(QPalette::WindowText);
                     running->setDot(colour);
                     provider->setValue(primaryProviderText(status));
                     backups->setValue(backupModelsText(status));
