@@ -2,23 +2,12 @@
 // saves the document must stop changing, and the values read back must write the very same
 // document again.
 #include "config/configdocument.h"
+#include "fuzzcheck.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 
-#include <cstdio>
-#include <cstdlib>
-
 using namespace Qt::Literals::StringLiterals;
-
-// Stops the run with the condition that failed, so the crash report says which rule broke.
-#define FUZZ_CHECK(condition)                                                                      \
-    do {                                                                                           \
-        if (!(condition)) {                                                                        \
-            std::fprintf(stderr, "%s:%d: broken: %s\n", __FILE__, __LINE__, #condition);           \
-            std::abort();                                                                          \
-        }                                                                                          \
-    } while (false)
 
 namespace {
 

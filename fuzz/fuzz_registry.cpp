@@ -12,6 +12,7 @@
 #include "config/settingsmodel.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
+#include "fuzzcheck.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -28,8 +29,6 @@
 #include <QUrlQuery>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 
@@ -41,15 +40,6 @@ const QString host = u"fuzz.invalid"_s;
 const QString apiBase = u"http://fuzz.invalid/api"_s;
 const QString rawBase = u"http://fuzz.invalid/raw"_s;
 const QByteArray installedSkill = "# Installed\n\nFrom the fuzzer.\n";
-
-// Stops the run with the condition that failed, so the crash report says which rule broke.
-#define FUZZ_CHECK(condition)                                                                      \
-    do {                                                                                           \
-        if (!(condition)) {                                                                        \
-            std::fprintf(stderr, "%s:%d: broken: %s\n", __FILE__, __LINE__, #condition);           \
-            std::abort();                                                                          \
-        }                                                                                          \
-    } while (false)
 
 // A finished reply with a fixed body, delivered on the next turn of the event loop the way a
 // real reply arrives.

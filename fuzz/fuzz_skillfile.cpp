@@ -3,6 +3,7 @@
 // rules for the front matter, the headings and the description line.
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
+#include "fuzzcheck.h"
 
 #include <QFile>
 #include <QSet>
@@ -11,8 +12,6 @@
 #include <QTemporaryDir>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -77,15 +76,6 @@ SkillInfo expected(const QString &name, const QString &text, const QSet<QString>
     info.origin = SkillCatalog::isRegistry(name) ? u"registry"_s : u"builtin"_s;
     return info;
 }
-
-// Stops the run with the condition that failed, so the crash report says which rule broke.
-#define FUZZ_CHECK(condition)                                                                      \
-    do {                                                                                           \
-        if (!(condition)) {                                                                        \
-            std::fprintf(stderr, "%s:%d: broken: %s\n", __FILE__, __LINE__, #condition);           \
-            std::abort();                                                                          \
-        }                                                                                          \
-    } while (false)
 
 } // namespace
 

@@ -1,17 +1,6 @@
 // Arbitrary bytes as a status file, and every text the window builds from what parses.
 #include "service/statusinfo.h"
-
-#include <cstdio>
-#include <cstdlib>
-
-// Stops the run with the condition that failed, so the crash report says which rule broke.
-#define FUZZ_CHECK(condition)                                                                      \
-    do {                                                                                           \
-        if (!(condition)) {                                                                        \
-            std::fprintf(stderr, "%s:%d: broken: %s\n", __FILE__, __LINE__, #condition);           \
-            std::abort();                                                                          \
-        }                                                                                          \
-    } while (false)
+#include "fuzzcheck.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {

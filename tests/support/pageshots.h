@@ -6,10 +6,9 @@
 #include "ui/contentview.h"
 #include "ui/mainwindow.h"
 #include "config/settingsmodel.h"
+#include "support/uisupport.h"
 
-#include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QPixmap>
 #include <QProcessEnvironment>
@@ -19,17 +18,6 @@
 #include <QTest>
 
 namespace PageShots {
-
-// Lets layouts, deferred deletions and queued updates run.
-inline void settle(int ms = 80)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-}
 
 // $VARNOOK_RENDER_DIR when set (to keep the pictures), else `fallback`.
 inline QString folder(const QString &fallback)
@@ -87,14 +75,11 @@ inline Shot render(SettingsModel *model, const SidebarItem &item, const QString 
     Shot shot;
     QDir().mkpath(outputFolder);
     MainWindow window;
-    auto *content = new ContentView(model);
-    window.setContentView(content);
-    window.resize(MainWindow::initialSize());
-    window.show();
-    if (!QTest::qWaitForWindowExposed(&window))
+    if (!UiSupport::showWindow(window, model))
         return shot;
+    ContentView *content = window.contentView();
     model->setSelection(item);
-    settle(150);
+    UiSupport::settle(150);
     const QPixmap pixmap = window.grab();
     shot.size = pixmap.deviceIndependentSize().toSize();
     const QString file = QDir(outputFolder).filePath(name + QStringLiteral(".png"));
@@ -110,7 +95,7 @@ inline Shot render(SettingsModel *model, const SidebarItem &item, const QString 
             area = page->findChild<QScrollArea *>();
         if (area && area->verticalScrollBar()->maximum() > 0) {
             area->verticalScrollBar()->setValue(area->verticalScrollBar()->maximum());
-            settle(80);
+            UiSupport::settle();
             const QString end = QDir(outputFolder).filePath(name + QStringLiteral("-end.png"));
             if (window.grab().save(end, "PNG"))
                 shot.endFile = end;

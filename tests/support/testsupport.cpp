@@ -1,6 +1,7 @@
 #include "support/testsupport.h"
 
 #include <QFile>
+#include <QJsonArray>
 
 namespace TestSupport {
 
@@ -17,11 +18,19 @@ QByteArray readFile(const QString &path)
     return file.readAll();
 }
 
-void writeFile(const QString &path, const QByteArray &bytes)
+bool writeFile(const QString &path, const QByteArray &bytes)
 {
     QFile file(path);
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        file.write(bytes);
+    return file.open(QIODevice::WriteOnly | QIODevice::Truncate)
+           && file.write(bytes) == bytes.size() && file.flush();
+}
+
+QStringList jsonStrings(const QJsonValue &value)
+{
+    QStringList list;
+    for (const QJsonValue &item : value.toArray())
+        list.append(item.toString());
+    return list;
 }
 
 } // namespace TestSupport

@@ -2,21 +2,48 @@
 
 // Helpers for the widget tests (header only: the support library itself links no widgets).
 
+#include "ui/contentview.h"
+#include "ui/mainwindow.h"
+#include "ui/pages/pagekit.h"
 #include "support/testsupport.h"
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
 #include <QCheckBox>
 #include <QComboBox>
+#include <QCoreApplication>
 #include <QDateTime>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLabel>
 #include <QTest>
 #include <QWidget>
 
 namespace UiSupport {
+
+// Lets queued updates, deferred deletions and layouts run for `ms` milliseconds.
+inline void settle(int ms = 80)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (timer.elapsed() < ms) {
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+}
+
+// Puts the pages of `model` in `window` and shows it at the size it first opens with. False when
+// the window never reached the screen.
+inline bool showWindow(MainWindow &window, SettingsModel *model)
+{
+    window.setContentView(new ContentView(model));
+    window.resize(MainWindow::initialSize());
+    window.show();
+    return QTest::qWaitForWindowExposed(&window);
+}
 
 // Finds a widget by objectName under `root`, failing the test when there is none.
 template <typename T = QWidget> T *find(const QObject *root, const QString &name)
@@ -46,6 +73,17 @@ inline bool choose(QComboBox *menu, const QString &text)
         QTest::keyClick(view, key);
     QTest::keyClick(view, Qt::Key_Return);
     return menu->currentIndex() == target;
+}
+
+// The titles of the groups under `root` that are shown, in the order the groups were made.
+inline QStringList groupTitles(const QWidget *root)
+{
+    QStringList titles;
+    for (SettingsGroup *group : root->findChildren<SettingsGroup *>()) {
+        if (group->isVisible())
+            titles.append(group->titleLabel()->text());
+    }
+    return titles;
 }
 
 inline QStringList entries(const QComboBox *menu)

@@ -175,10 +175,7 @@ private Q_SLOTS:
     void rendererDrawsDarkPagesAtScaleTwo()
     {
         const QString config = m_dir.filePath(u"render-config.json"_s);
-        QFile file(config);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(renderConfig);
-        file.close();
+        QVERIFY(TestSupport::writeFile(config, renderConfig));
 
         const auto render
             = [&](const QString &folder, const QStringList &extra, const QString &scale) {

@@ -20,7 +20,6 @@
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QPushButton>
 #include <QScrollArea>
@@ -34,16 +33,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-void settle()
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 80) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-}
 
 // Four bots; the second is called Trading; the first two have two backup models of their own.
 QByteArray fourBots()
@@ -138,7 +127,7 @@ private Q_SLOTS:
         QCOMPARE(fileProfile(0).value("allowed_ids"_L1).toArray(), QJsonArray{3});
         QCOMPARE(m_transport.posts().size(), 1);
         // After the reload that follows the save the page still says the same.
-        settle();
+        UiSupport::settle();
         QCOMPARE(explainerOf(page, u"botAllowedIds"_s), u"Overrides the default (1, 2)"_s);
     }
 
@@ -176,7 +165,7 @@ private Q_SLOTS:
         // Every keystroke reaches the model, and the bot page follows at once.
         QCOMPARE(explainerOf(page, u"botAllowedIds"_s), u"Inherits the default: 5, 6"_s);
         QTest::keyClick(allowed, Qt::Key_Return);
-        settle(); // the save, the notification and the reload of the file
+        UiSupport::settle(); // the save, the notification and the reload of the file
         QCOMPARE(file().value("allowed_ids"_L1).toArray(), (QJsonArray{5, 6}));
         QCOMPARE(explainerOf(page, u"botAllowedIds"_s), u"Inherits the default: 5, 6"_s);
 
@@ -299,7 +288,7 @@ private Q_SLOTS:
         QVERIFY(!page->findChild<QWidget *>(u"addBotFallback"_s));
 
         QTest::mouseClick(addFirst, Qt::LeftButton);
-        settle();
+        UiSupport::settle();
         QCOMPARE(m_model->botProfiles().at(2).fallbacks.size(), 1);
         QCOMPARE(backups->explainer(), u"Tried after this bot's primary model fails."_s);
         QVERIFY(!addFirst->isVisible());
@@ -312,7 +301,7 @@ private Q_SLOTS:
         QCOMPARE(add->text(), u"Add fallback provider"_s);
         QVERIFY(add->isEnabled());
         QTest::mouseClick(add, Qt::LeftButton);
-        settle();
+        UiSupport::settle();
         QCOMPARE(m_model->botProfiles().at(2).fallbacks.size(), 2);
         QVERIFY(UiSupport::find<QPushButton>(page, u"addBotFallback"_s)->isEnabled());
         QVERIFY(m_model->botProfiles().at(2).fallbacks.at(0).id
@@ -367,13 +356,13 @@ private Q_SLOTS:
         QCOMPARE(remove->toolTip(), u"Remove this fallback"_s);
         QCOMPARE(remove->property("symbol").toString(), u"trash"_s);
         QTest::mouseClick(remove, Qt::LeftButton);
-        settle();
+        UiSupport::settle();
         QCOMPARE(m_model->botProfiles().at(0).fallbacks.size(), 1);
         QCOMPARE(UiSupport::find<Field>(page, u"botFallback0Url"_s)->text(), u"http://b.example"_s);
         QVERIFY(!page->findChild<QWidget *>(u"botFallback1Url"_s));
         QTest::mouseClick(UiSupport::find<QToolButton>(page, u"botFallback0Remove"_s),
                           Qt::LeftButton);
-        settle();
+        UiSupport::settle();
         QVERIFY(!fileProfile(0).contains("fallbacks"_L1));
         QCOMPARE(UiSupport::find<SettingRow>(page, u"backupModelsRow"_s)->explainer(),
                  u"Inherits the default (no backup models)."_s);
@@ -518,15 +507,12 @@ private Q_SLOTS:
     {
         load(fourBots());
         MainWindow window;
-        window.setContentView(new ContentView(m_model.get()));
-        window.resize(MainWindow::initialSize());
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(UiSupport::showWindow(window, m_model.get()));
         m_model->setSelection(SidebarItem::botAt(1));
-        settle();
+        UiSupport::settle();
         auto *button = window.findChild<QPushButton *>(u"removeBot"_s);
         QTest::mouseClick(button, Qt::LeftButton);
-        settle();
+        UiSupport::settle();
         const QList<BotPage *> pages = window.findChildren<BotPage *>();
         QCOMPARE(pages.size(), 1);
         QCOMPARE(pages.constFirst()->bot(), 0);
@@ -564,12 +550,9 @@ private Q_SLOTS:
         m_model->setBotProfileText(1, &BotProfile::allowedIDs, u"42"_s);
         m_model->setBotSkill(1, u"weather"_s, false);
         MainWindow window;
-        window.setContentView(new ContentView(m_model.get()));
-        window.resize(MainWindow::initialSize());
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(UiSupport::showWindow(window, m_model.get()));
         m_model->setSelection(SidebarItem::botAt(1));
-        settle();
+        UiSupport::settle();
         auto *page = window.findChild<BotPage *>();
         QVERIFY(page);
         QScrollArea *scroll = page->page();
@@ -587,10 +570,10 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(folder));
         QVERIFY(window.grab().save(folder + u"/bot-page.png"_s, "PNG"));
         scroll->ensureWidgetVisible(page->findChild<QWidget *>(u"botFallback1Model"_s), 0, 120);
-        settle();
+        UiSupport::settle();
         QVERIFY(window.grab().save(folder + u"/bot-page-backups.png"_s, "PNG"));
         scroll->verticalScrollBar()->setValue(scroll->verticalScrollBar()->maximum());
-        settle();
+        UiSupport::settle();
         QVERIFY(window.grab().save(folder + u"/bot-page-end.png"_s, "PNG"));
         QCOMPARE(QImage(folder + u"/bot-page.png"_s).size(), MainWindow::initialSize());
         window.hide();

@@ -14,7 +14,6 @@
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QPushButton>
 #include <QTemporaryDir>
@@ -25,24 +24,6 @@
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-void settle()
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 80) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-}
-
-QStringList jsonStrings(const QJsonValue &value)
-{
-    QStringList list;
-    for (const QJsonValue &item : value.toArray())
-        list.append(item.toString());
-    return list;
-}
 
 QByteArray twoBots(const QByteArray &firstProfile = "{}", const QByteArray &globalOff = "[]")
 {
@@ -96,15 +77,6 @@ class TestBotSkillsSheet final : public QObject {
     {
         return UiSupport::find<SwitchButton>(m_sheet.get(), u"botSkill:"_s + skill);
     }
-    QStringList groupTitles() const
-    {
-        QStringList titles;
-        for (SettingsGroup *group : m_sheet->findChildren<SettingsGroup *>()) {
-            if (group->isVisible())
-                titles.append(group->titleLabel()->text());
-        }
-        return titles;
-    }
 
 private Q_SLOTS:
     void init()
@@ -132,8 +104,9 @@ private Q_SLOTS:
         QCOMPARE(sheet->windowTitle(), u"Skills for Trading"_s);
         QCOMPARE(UiSupport::find<QLabel>(sheet, u"sheetCaption"_s)->text(),
                  u"This list is the bot's override; Reset to default clears it."_s);
-        QCOMPARE(groupTitles(), (QStringList{u"Research"_s, u"Daily"_s, u"Tools"_s, u"General"_s,
-                                             u"From registry"_s}));
+        QCOMPARE(
+            UiSupport::groupTitles(m_sheet.get()),
+            (QStringList{u"Research"_s, u"Daily"_s, u"Tools"_s, u"General"_s, u"From registry"_s}));
         for (const QString &skill :
              {u"stock-research"_s, u"briefing"_s, u"memory"_s, u"weather"_s, u"pdf"_s})
             QVERIFY2(toggle(skill)->isChecked(), qPrintable(skill));
@@ -169,7 +142,8 @@ private Q_SLOTS:
         load(twoBots());
         BotSkillsSheet *sheet = open(0);
         QTest::mouseClick(toggle(u"memory"_s), Qt::LeftButton);
-        QCOMPARE(jsonStrings(fileProfile(0).value("enabled_skills"_L1)), QStringList{u"memory"_s});
+        QCOMPARE(TestSupport::jsonStrings(fileProfile(0).value("enabled_skills"_L1)),
+                 QStringList{u"memory"_s});
         QCOMPARE(m_transport.posts().size(), 1);
         QCOMPARE(sheet->footerLabel()->text(), u"1 skill(s) disabled on top of the defaults."_s);
         QVERIFY(sheet->resetButton()->isVisible());
@@ -185,7 +159,8 @@ private Q_SLOTS:
         QVERIFY(!toggle(u"memory"_s)->isChecked());
         QTest::mouseClick(toggle(u"memory"_s), Qt::LeftButton);
         QVERIFY(toggle(u"memory"_s)->isChecked());
-        QCOMPARE(jsonStrings(fileProfile(0).value("enabled_skills"_L1)), QStringList{u"weather"_s});
+        QCOMPARE(TestSupport::jsonStrings(fileProfile(0).value("enabled_skills"_L1)),
+                 QStringList{u"weather"_s});
     }
 
     void resetToDefaultClearsTheBotsList()
@@ -229,7 +204,7 @@ private Q_SLOTS:
         QVERIFY(!m_sheet->findChild<QWidget *>(u"botSkill:currency"_s));
         writeSkill(u"currency"_s, "# Currency\n");
         m_model->loadSkillsAndFeatures();
-        settle();
+        UiSupport::settle();
         QVERIFY(toggle(u"currency"_s));
         QVERIFY(toggle(u"currency"_s)->isChecked());
     }
@@ -272,7 +247,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!page.skillsSheet());
         // Another bot's sheet is not this page's business.
         m_model->setSkillsBot(1);
-        settle();
+        UiSupport::settle();
         QVERIFY(!page.skillsSheet());
     }
 
@@ -290,20 +265,17 @@ private Q_SLOTS:
     {
         load(twoBots("{\"enabled_skills\": [\"weather\"]}", "[\"briefing\"]"));
         MainWindow window;
-        window.setContentView(new ContentView(m_model.get()));
-        window.resize(MainWindow::initialSize());
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(UiSupport::showWindow(window, m_model.get()));
         m_model->setSelection(SidebarItem::botAt(0));
-        settle();
+        UiSupport::settle();
         m_model->setSkillsBot(0);
-        settle();
+        UiSupport::settle();
         auto *page = window.findChild<BotPage *>();
         QVERIFY(page);
         BotSkillsSheet *sheet = page->skillsSheet();
         QVERIFY(sheet);
         QVERIFY(QTest::qWaitForWindowExposed(sheet));
-        settle();
+        UiSupport::settle();
         // Every switch and the footer fit inside the sheet.
         for (SwitchButton *sw : sheet->findChildren<SwitchButton *>()) {
             if (!sw->isVisible())
@@ -316,7 +288,7 @@ private Q_SLOTS:
         QVERIFY(sheet->grab().save(folder + u"/bot-skills-sheet.png"_s, "PNG"));
         QVERIFY(!QImage(folder + u"/bot-skills-sheet.png"_s).isNull());
         sheet->reject();
-        settle();
+        UiSupport::settle();
         QVERIFY(!m_model->skillsBot());
         window.hide();
     }

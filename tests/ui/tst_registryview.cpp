@@ -17,7 +17,6 @@
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
 #include <QNetworkAccessManager>
@@ -37,24 +36,6 @@ namespace {
 constexpr int timeout = 10000;
 
 const QByteArray pdfSkill = "---\ndescription: Read and write PDF files.\n---\n# PDF\n";
-
-void settle()
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 80) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
-}
-
-QStringList jsonStrings(const QJsonValue &value)
-{
-    QStringList list;
-    for (const QJsonValue &item : value.toArray())
-        list.append(item.toString());
-    return list;
-}
 
 QByteArray searchPage(int count, const QString &prefix)
 {
@@ -114,7 +95,7 @@ class TestRegistryView final : public QObject {
         QLineEdit *search = m_view->searchField();
         search->setFocus();
         QTest::keyClicks(search, text);
-        settle();
+        UiSupport::settle();
     }
     void click(const QString &name)
     {
@@ -166,7 +147,7 @@ private Q_SLOTS:
         }
         QVERIFY(button);
         QTest::mouseClick(button, Qt::LeftButton);
-        settle();
+        UiSupport::settle();
         QCOMPARE(search->text(), QString());
         QCOMPARE(m_model->registryFilter(), QString());
         QVERIFY(!clear->isVisible());
@@ -201,17 +182,17 @@ private Q_SLOTS:
         QVERIFY(!find(u"previousPage"_s)->isEnabled());
         QCOMPARE(shownTitles().size(), 10);
         click(u"nextPage"_s);
-        settle();
+        UiSupport::settle();
         QCOMPARE(indicator(), u"2 / 3"_s);
         QCOMPARE(m_model->registryPage(), 1);
         QCOMPARE(shownTitles().size(), 10);
         click(u"nextPage"_s);
-        settle();
+        UiSupport::settle();
         QCOMPARE(indicator(), u"3 / 3"_s);
         QCOMPARE(shownTitles(), QStringList{u"Word documents"_s});
         QVERIFY(!find(u"nextPage"_s)->isEnabled());
         click(u"previousPage"_s);
-        settle();
+        UiSupport::settle();
         QCOMPARE(indicator(), u"2 / 3"_s);
         QCOMPARE(shownTitles().constFirst(), u"PDF"_s);
     }
@@ -271,13 +252,14 @@ private Q_SLOTS:
         QVERIFY(toggle);
         QVERIFY(toggle->isChecked());
         QTest::mouseClick(toggle, Qt::LeftButton);
-        QCOMPARE(jsonStrings(file().value("enabled_skills"_L1)),
+        QCOMPARE(TestSupport::jsonStrings(file().value("enabled_skills"_L1)),
                  (QStringList{u"weather"_s, u"pdf"_s}));
 
         QTest::mouseClick(skills.findChild<QToolButton *>(u"deleteSkill:pdf"_s), Qt::LeftButton);
         QVERIFY(!QFile::exists(skillsPath() + u"/pdf.md"_s));
-        QCOMPARE(jsonStrings(file().value("enabled_skills"_L1)), QStringList{u"weather"_s});
-        settle();
+        QCOMPARE(TestSupport::jsonStrings(file().value("enabled_skills"_L1)),
+                 QStringList{u"weather"_s});
+        UiSupport::settle();
         QVERIFY(m_view->findChild<QPushButton *>(u"install:pdf"_s));
         QVERIFY(!m_view->findChild<QLabel *>(u"installed:pdf"_s));
     }
@@ -309,7 +291,8 @@ private Q_SLOTS:
             QTest::keyClick(field, Qt::Key_Return);
         }
         QCOMPARE(m_model->skillSources(), QStringList{u"alice/skills"_s});
-        QCOMPARE(jsonStrings(file().value("skill_sources"_L1)), QStringList{u"alice/skills"_s});
+        QCOMPARE(TestSupport::jsonStrings(file().value("skill_sources"_L1)),
+                 QStringList{u"alice/skills"_s});
         QCOMPARE(find<QLabel>(u"skillSources"_s)->text(), u"Sources: alice/skills"_s);
         // The second, duplicate entry stays in the field; the list keeps one entry.
         QCOMPARE(field->text(), u"alice/skills"_s);
@@ -328,7 +311,7 @@ private Q_SLOTS:
         field->setFocus();
         QTest::keyClicks(field, u"half/typ"_s);
         m_view->searchField()->setFocus();
-        settle();
+        UiSupport::settle();
         QVERIFY(m_model->skillSources().isEmpty());
         QCOMPARE(field->text(), u"half/typ"_s);
     }
@@ -423,7 +406,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!m_model->githubSearching(), timeout);
         QCOMPARE(m_github->requestsUnder(u"/api/search/repositories"_s).constFirst().encodedQuery,
                  QByteArray("q=weather+skills&sort=stars&per_page=10&page=1"));
-        settle();
+        UiSupport::settle();
         auto *row = find<SettingRow>(u"resultRow:github:owner0/weather-skill"_s);
         QCOMPARE(row->title(), u"owner0/weather-skill"_s);
         QCOMPARE(row->explainer(), u"Forecasts number 0"_s);
@@ -438,7 +421,7 @@ private Q_SLOTS:
         click(u"loadMoreResults"_s);
         QTRY_VERIFY_WITH_TIMEOUT(m_model->githubResults().size() == 13, timeout);
         QTRY_VERIFY_WITH_TIMEOUT(!more->isVisible(), timeout); // 3 < 10: no more pages
-        settle();
+        UiSupport::settle();
         QCOMPARE(section->findChildren<SettingRow *>().size(), 13);
         QVERIFY(find(u"resultRow:github:later2/weather-skill"_s));
 
@@ -481,7 +464,7 @@ private Q_SLOTS:
         open();
         typeSearch(u" \t"_s);
         click(u"searchGithub"_s);
-        settle();
+        UiSupport::settle();
         QVERIFY(m_github->requestsUnder(u"/api/search"_s).isEmpty());
         QVERIFY(!m_model->githubSearching());
         QVERIFY(!find(u"githubSearching"_s)->isVisible());
@@ -509,7 +492,7 @@ private Q_SLOTS:
         typeSearch(u"evil"_s);
         click(u"searchGithub"_s);
         QTRY_VERIFY_WITH_TIMEOUT(!m_model->githubResults().isEmpty(), timeout);
-        settle();
+        UiSupport::settle();
         auto *row = find<SettingRow>(u"resultRow:github:evil/<b>repo</b>"_s);
         QCOMPARE(row->titleLabel()->text(), u"evil/<b>repo</b>"_s);
         QCOMPARE(row->explainerLabel()->text(), u"<img src=x onerror=y>"_s);
@@ -525,7 +508,7 @@ private Q_SLOTS:
         click(u"searchGithub"_s);
         QTRY_VERIFY_WITH_TIMEOUT(find(u"githubResultsSection"_s)->isVisible(), timeout);
         QTRY_VERIFY_WITH_TIMEOUT(!m_model->githubSearching(), timeout);
-        settle();
+        UiSupport::settle();
         {
             const QStringList problems = UiSupport::unnamedOrSilentControls(m_view.get());
             QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u", "_s)));
@@ -542,18 +525,15 @@ private Q_SLOTS:
             configPath(),
             ModelEnvironment{&m_transport, &m_network, m_github->apiBase(), m_github->rawBase()});
         MainWindow window;
-        window.setContentView(new ContentView(m_model.get()));
-        window.resize(MainWindow::initialSize());
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(UiSupport::showWindow(window, m_model.get()));
         m_model->setSelection(SidebarItem::defaults(SectionID::Registry));
-        settle();
+        UiSupport::settle();
         auto *view = window.findChild<RegistryView *>();
         QVERIFY(view);
         m_model->setCatalogError(u"Couldn't load alice/skills"_s);
         m_model->searchGithub(u"weather"_s);
         QTRY_VERIFY_WITH_TIMEOUT(m_model->githubResults().size() == 10, timeout);
-        settle();
+        UiSupport::settle();
 
         QScrollArea *scroll = view->page();
         const int viewportWidth = scroll->viewport()->width();
@@ -571,7 +551,7 @@ private Q_SLOTS:
         QVERIFY(window.grab().save(folder + u"/registry.png"_s, "PNG"));
         // And scrolled to the GitHub results.
         scroll->ensureWidgetVisible(view->findChild<QWidget *>(u"githubResultsSection"_s), 0, 0);
-        settle();
+        UiSupport::settle();
         QVERIFY(window.grab().save(folder + u"/registry-results.png"_s, "PNG"));
         QCOMPARE(QImage(folder + u"/registry.png"_s).size(), MainWindow::initialSize());
         window.hide();

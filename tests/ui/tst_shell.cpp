@@ -77,12 +77,6 @@ class TestShell final : public QObject {
             return qobject_cast<const MainWindow *>(w) != nullptr;
         }));
     }
-    // Lets the notification that follows a save and its reload happen.
-    void settle()
-    {
-        QCoreApplication::processEvents();
-        QCoreApplication::processEvents();
-    }
 
 private Q_SLOTS:
     void initTestCase() { Shell::configureApplication(); }
@@ -229,7 +223,7 @@ private Q_SLOTS:
         QCOMPARE(sidebar()->currentItem()->text(0), u"Bot 1"_s);
         QVERIFY(!addBot()->isEnabled());
         QCOMPARE(UiSupport::readConfig(configPath()).value(u"bot_tokens"_s).toArray().size(), 1);
-        settle();
+        UiSupport::settle(); // the notification that follows the save, and its reload
 
         model()->setBotToken(0, u" \t "_s);
         QVERIFY(!addBot()->isEnabled());

@@ -12,7 +12,6 @@
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QLabel>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -34,25 +33,6 @@ QByteArray skillFile(const QByteArray &description, const QByteArray &heading)
     if (!heading.isEmpty())
         text += "# " + heading + "\n";
     return text;
-}
-
-QStringList jsonStrings(const QJsonValue &value)
-{
-    QStringList list;
-    for (const QJsonValue &item : value.toArray())
-        list.append(item.toString());
-    return list;
-}
-
-// Lets queued updates, deferred deletions and layouts run.
-void settle()
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < 80) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-    }
 }
 
 } // namespace
@@ -100,15 +80,6 @@ class TestSkillsView final : public QObject {
     {
         return UiSupport::find<SwitchButton>(m_view.get(), objectName);
     }
-    QStringList groupTitles() const
-    {
-        QStringList titles;
-        for (SettingsGroup *group : m_view->findChildren<SettingsGroup *>()) {
-            if (group->isVisible())
-                titles.append(group->titleLabel()->text());
-        }
-        return titles;
-    }
 
 private Q_SLOTS:
     void init()
@@ -137,8 +108,9 @@ private Q_SLOTS:
         QVERIFY(toggle(u"briefingCrypto"_s)->isChecked());
         QVERIFY(toggle(u"autoMemory"_s)->isChecked()); // absent means on
         // Media and Tools have no skill here, so they have no section.
-        QCOMPARE(groupTitles(), (QStringList{u"Features"_s, u"Research"_s, u"Daily"_s, u"General"_s,
-                                             u"From registry"_s}));
+        QCOMPARE(UiSupport::groupTitles(m_view.get()),
+                 (QStringList{u"Features"_s, u"Research"_s, u"Daily"_s, u"General"_s,
+                              u"From registry"_s}));
         auto *features = UiSupport::find<SettingsGroup>(m_view.get(), u"featuresGroup"_s);
         QStringList labels;
         for (ToggleRow *feature : features->findChildren<ToggleRow *>())
@@ -214,7 +186,8 @@ private Q_SLOTS:
         QVERIFY(sw->isChecked());
         QTest::mouseClick(sw, Qt::LeftButton);
         QVERIFY(!sw->isChecked());
-        QCOMPARE(jsonStrings(file().value("enabled_skills"_L1)), QStringList{u"weather"_s});
+        QCOMPARE(TestSupport::jsonStrings(file().value("enabled_skills"_L1)),
+                 QStringList{u"weather"_s});
         QCOMPARE(configChangedPosts(), 1);
 
         QTest::mouseClick(sw, Qt::LeftButton);
@@ -237,7 +210,7 @@ private Q_SLOTS:
         open("{\"enabled_skills\": [\"ghost\"]}");
         QVERIFY(!m_view->findChild<QWidget *>(u"skillRow:ghost"_s));
         QTest::mouseClick(toggle(u"skill:weather"_s), Qt::LeftButton);
-        QCOMPARE(jsonStrings(file().value("enabled_skills"_L1)),
+        QCOMPARE(TestSupport::jsonStrings(file().value("enabled_skills"_L1)),
                  (QStringList{u"ghost"_s, u"weather"_s}));
     }
 
@@ -259,7 +232,7 @@ private Q_SLOTS:
         QVERIFY(!toggle(u"skill:currency"_s)->isChecked());
         QVERIFY(!toggle(u"skill:stock-research"_s)->isChecked());
         QVERIFY(toggle(u"skill:briefing"_s)->isChecked());
-        QCOMPARE(jsonStrings(file().value("enabled_skills"_L1)),
+        QCOMPARE(TestSupport::jsonStrings(file().value("enabled_skills"_L1)),
                  (QStringList{u"stock-research"_s, u"currency"_s}));
         // One write and one notification per skill of the group.
         QCOMPARE(configChangedPosts(), 2);
@@ -295,12 +268,13 @@ private Q_SLOTS:
         QTest::mouseClick(UiSupport::find<QToolButton>(m_view.get(), u"deleteSkill:pdf"_s),
                           Qt::LeftButton);
         QVERIFY(!QFile::exists(skillsPath() + u"/pdf.md"_s));
-        QCOMPARE(jsonStrings(file().value("enabled_skills"_L1)), QStringList{u"weather"_s});
+        QCOMPARE(TestSupport::jsonStrings(file().value("enabled_skills"_L1)),
+                 QStringList{u"weather"_s});
         QCOMPARE(configChangedPosts(), 1);
-        settle();
+        UiSupport::settle();
         QVERIFY(!m_view->findChild<QWidget *>(u"skillRow:pdf"_s));
         // The section of a group left without skills goes away.
-        QVERIFY(!groupTitles().contains(u"From registry"_s));
+        QVERIFY(!UiSupport::groupTitles(m_view.get()).contains(u"From registry"_s));
     }
 
     void skillTextsFromFilesAreShownAsPlainText()
@@ -320,7 +294,7 @@ private Q_SLOTS:
         m_model->setFilter(u"TSLA"_s);
         QTRY_VERIFY(!row(u"weather"_s)->isVisible());
         QVERIFY(row(u"stock-research"_s)->isVisible());
-        QTRY_COMPARE(groupTitles(), QStringList{u"Research"_s});
+        QTRY_COMPARE(UiSupport::groupTitles(m_view.get()), QStringList{u"Research"_s});
         m_model->setFilter(QString());
         QTRY_VERIFY(row(u"weather"_s)->isVisible());
     }
@@ -330,7 +304,7 @@ private Q_SLOTS:
         open();
         QWidget *before = row(u"weather"_s);
         QTest::mouseClick(toggle(u"skill:weather"_s), Qt::LeftButton);
-        settle();
+        UiSupport::settle();
         // Only a change in which skills there are rebuilds the sections.
         QCOMPARE(row(u"weather"_s), before);
     }
@@ -351,7 +325,7 @@ private Q_SLOTS:
         auto *none = UiSupport::find<QLabel>(m_view.get(), u"noSkills"_s);
         QVERIFY(none->isVisible());
         QVERIFY(none->text().contains(skillsPath()));
-        QCOMPARE(groupTitles(), QStringList{u"Features"_s});
+        QCOMPARE(UiSupport::groupTitles(m_view.get()), QStringList{u"Features"_s});
     }
 
     void renderingAt1020x700ShowsEveryRowUnclipped()
@@ -359,12 +333,9 @@ private Q_SLOTS:
         UiSupport::writeConfig(configPath(), "{\"enabled_skills\": [\"currency\"]}");
         m_model = std::make_unique<SettingsModel>(configPath(), ModelEnvironment{&m_transport});
         MainWindow window;
-        window.setContentView(new ContentView(m_model.get()));
-        window.resize(MainWindow::initialSize());
-        window.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QVERIFY(UiSupport::showWindow(window, m_model.get()));
         m_model->setSelection(SidebarItem::defaults(SectionID::Skills));
-        settle();
+        UiSupport::settle();
         auto *view = window.findChild<SkillsView *>();
         QVERIFY(view);
         QScrollArea *scroll = view->page();

@@ -229,14 +229,6 @@ QStringList missing(const QList<Shown> &texts, const QStringList &expected)
     return absent;
 }
 
-void settle()
-{
-    for (int i = 0; i < 5; ++i) {
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    }
-}
-
 QByteArray json(const QJsonObject &object)
 {
     return QJsonDocument(object).toJson();
@@ -266,7 +258,7 @@ class TestUntrustedText final : public QObject {
     QWidget *visit(const SidebarItem &item)
     {
         m_model->setSelection(item);
-        settle();
+        UiSupport::settle();
         QWidget *page = view()->currentPage();
         if (!page || page->objectName() == u"emptyPage")
             return nullptr;
@@ -342,10 +334,7 @@ private Q_SLOTS:
             configPath(),
             ModelEnvironment{&m_transport, &m_network, m_github->apiBase(), m_github->rawBase()});
         m_window = std::make_unique<MainWindow>();
-        m_window->setContentView(new ContentView(m_model.get()));
-        m_window->resize(MainWindow::initialSize());
-        m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window.get()));
+        QVERIFY(UiSupport::showWindow(*m_window, m_model.get()));
 
         QTRY_COMPARE_WITH_TIMEOUT(m_model->skills().size(), qsizetype(4), 5000);
         QTRY_VERIFY_WITH_TIMEOUT(m_model->status().botRunning, 5000);
@@ -418,12 +407,12 @@ private Q_SLOTS:
         QDialog *sheet = nullptr;
         QTRY_VERIFY((sheet = page->findChild<QDialog *>(u"botSkillsSheet"_s))
                     && sheet->isVisible());
-        settle();
+        UiSupport::settle();
         const QList<Shown> texts = textsUnder(sheet);
         const QStringList problems = mangled(texts);
         const QStringList absent = missing(texts, hostile());
         sheet->reject();
-        settle();
+        UiSupport::settle();
         QVERIFY2(problems.isEmpty(), qPrintable(problems.join(u"\n"_s)));
         QVERIFY2(absent.isEmpty(), qPrintable(u"sheet does not show: "_s + absent.join(u" | "_s)));
     }
