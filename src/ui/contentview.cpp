@@ -246,7 +246,6 @@ void ContentView::buildSidebar()
         if (font.pointSizeF() > 0)
             font.setPointSizeF(font.pointSizeF() * 0.9);
         item->setFont(0, font);
-        item->setForeground(0, m_sidebar->palette().brush(QPalette::PlaceholderText));
         item->setSizeHint(0, QSize(0, 26));
         return item;
     };
@@ -266,9 +265,6 @@ void ContentView::buildSidebar()
     m_addBot->setToolTip(u"Complete the last bot's token first"_s);
     m_addBot->setAccessibleDescription(u"Complete the last bot's token first"_s);
     m_addBot->setForegroundRole(QPalette::PlaceholderText);
-    QPalette dimmed = m_addBot->palette();
-    dimmed.setColor(QPalette::ButtonText, dimmed.color(QPalette::PlaceholderText));
-    m_addBot->setPalette(dimmed);
     m_sidebar->setItemWidget(m_addBotItem, 0, m_addBot);
     connect(m_addBot, &QToolButton::clicked, m_model, &SettingsModel::addBot);
 
@@ -280,6 +276,26 @@ void ContentView::buildSidebar()
         item->setData(0, Qt::AccessibleTextRole, sectionTitle(section));
     }
     m_sidebar->expandAll();
+    applySidebarColours();
+}
+
+void ContentView::applySidebarColours()
+{
+    // This view's own palette: on a change it hears of it before its children are told.
+    const QPalette palette = this->palette();
+    for (QTreeWidgetItem *header : {m_botsHeader, m_defaultsHeader})
+        header->setForeground(0, palette.brush(QPalette::PlaceholderText));
+    // Only the text colour is the button's own; every other role keeps following the window.
+    QPalette dimmed;
+    dimmed.setColor(QPalette::ButtonText, palette.color(QPalette::PlaceholderText));
+    m_addBot->setPalette(dimmed);
+}
+
+void ContentView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange)
+        applySidebarColours();
 }
 
 void ContentView::rebuildBotRows()

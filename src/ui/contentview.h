@@ -48,9 +48,13 @@ protected:
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
 private:
     void buildSidebar();
+    // Section headings and "Add bot" are drawn in the palette's placeholder colour; set again
+    // when the palette changes (a switch between light and dark).
+    void applySidebarColours();
     void rebuildBotRows();
     void relabelBotRows();
     void updateAddBot();

@@ -5,6 +5,7 @@
 #include "config/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/testsupport.h"
+#include "support/uisupport.h"
 
 #include <QApplication>
 #include <QDir>
@@ -13,6 +14,8 @@
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QToolButton>
+#include <QTreeWidget>
 #include <QVBoxLayout>
 
 #include <memory>
@@ -148,6 +151,37 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         QCOMPARE(QColor(cardPixel(shot())).name(),
                  PaletteColors::card(Shell::darkPalette()).name());
+    }
+
+    // Section headings and "Add bot" are drawn in the placeholder colour of the palette in use,
+    // also after a switch between light and dark while the window is open.
+    void sidebarHeadingsAndAddBotFollowAPaletteChange()
+    {
+        MainWindow window;
+        QVERIFY(UiSupport::showWindow(window, m_model.get()));
+        QTreeWidget *sidebar = window.contentView()->sidebar();
+        auto *addBot = UiSupport::find<QToolButton>(&window, u"addBot"_s);
+        QVERIFY(addBot);
+        const auto check = [&](const QPalette &palette) {
+            const QColor placeholder = palette.color(QPalette::PlaceholderText);
+            for (int i = 0; i < sidebar->topLevelItemCount(); ++i)
+                QCOMPARE(sidebar->topLevelItem(i)->foreground(0).color().name(),
+                         placeholder.name());
+            QCOMPARE(addBot->palette().color(QPalette::ButtonText).name(), placeholder.name());
+            QCOMPARE(addBot->palette().color(QPalette::Button).name(),
+                     palette.color(QPalette::Button).name());
+        };
+        check(m_lightPalette);
+        if (QTest::currentTestFailed())
+            return;
+        QApplication::setPalette(Shell::darkPalette());
+        QCoreApplication::processEvents();
+        check(Shell::darkPalette());
+        if (QTest::currentTestFailed())
+            return;
+        QApplication::setPalette(m_lightPalette);
+        QCoreApplication::processEvents();
+        check(m_lightPalette);
     }
 
     void offSwitchKnobIsBrighterThanItsTrackInBothPalettes()
