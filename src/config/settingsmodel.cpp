@@ -143,17 +143,29 @@ std::optional<QString> SettingsModel::writeDocument()
     setConfig(values); // the number texts are now normalised
     const QByteArray bytes = ConfigDocument::serialise(m_raw);
 
-    QFile file(m_path);
-    const bool created = !file.exists();
     // Not atomic on purpose: the bot service may hold the file open, and the folder is never
-    // created here.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(bytes) != bytes.size()
-        || !file.flush()) {
+    // created here. A file made here holds API keys and bot tokens, so it is readable by its
+    // owner only from the moment it exists; an existing file keeps its mode.
+    QFile file(m_path);
+    QByteArray previous;
+    if (QFile old(m_path); old.open(QIODevice::ReadOnly))
+        previous = old.readAll();
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate,
+                   QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
         m_lastSaveError = u"Could not write "_s + m_path + u": "_s + file.errorString();
         return m_lastSaveError;
     }
-    if (created) // it holds API keys and bot tokens: readable by its owner only
-        file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner);
+    if (file.write(bytes) != bytes.size() || !file.flush()) {
+        m_lastSaveError = u"Could not write "_s + m_path + u": "_s + file.errorString();
+        // A full disk or a size limit stopped the write part way: put the old bytes back, in
+        // the space the truncation gave back, rather than leave half a document.
+        file.close();
+        if (!previous.isEmpty() && file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
+            file.write(previous);
+            file.close();
+        }
+        return m_lastSaveError;
+    }
     m_lastSaveError.reset();
     return std::nullopt;
 }

@@ -10,6 +10,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+#include <sys/resource.h>
+
 using namespace Qt::Literals::StringLiterals;
 
 // The settings model against real files in a temporary folder.
@@ -264,6 +267,35 @@ private Q_SLOTS:
         QCOMPARE(m_transport.posts().size(), 0);
         QCOMPARE(model.model(), u"edited"_s);
         QVERIFY(!QFileInfo::exists(m_dir.filePath(u"missing"_s)));
+    }
+
+    // A write that stops part way (a full disk; here a file-size limit the new document does
+    // not fit in) puts the old bytes back: the user's keys are never left in half a document.
+    void aWriteThatStopsPartWayLeavesTheOldFileWhole()
+    {
+        writeConfig("{\"api_key\": \"sk-kept\", \"model\": \"gpt-5\"}");
+        const auto model = makeModel();
+        QVERIFY(model->saveAndNotify()); // now in the program's own form
+        const QByteArray before = TestSupport::readFile(configPath());
+        model->setBriefingPrompt(QString(4000, u'x'));
+
+        rlimit original{};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &original), 0);
+        const rlimit limited{rlim_t(before.size() + 64), original.rlim_max};
+        const auto previousHandler = std::signal(SIGXFSZ, SIG_IGN);
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &limited), 0);
+        const std::optional<QString> failure = model->writeDocument();
+        setrlimit(RLIMIT_FSIZE, &original);
+        std::signal(SIGXFSZ, previousHandler);
+
+        QVERIFY(failure.has_value());
+        QVERIFY2(failure->startsWith(u"Could not write "_s + configPath() + u": "_s),
+                 qPrintable(*failure));
+        QCOMPARE(model->lastSaveError(), failure);
+        QCOMPARE(TestSupport::readFile(configPath()), before);
+        QVERIFY(model->saveAndNotify()); // and with room again, the edit is saved
+        QVERIFY(model->lastSaveError() == std::nullopt);
+        QVERIFY(TestSupport::readFile(configPath()).contains(QByteArray(4000, 'x')));
     }
 
     void theWrittenFileIsPrettyPrintedWithSortedKeys()
