@@ -6,15 +6,15 @@
 #   bench/cost.sh [bots]      bots: 1, 100 or 1000 (default 1000)
 #
 # Prints, per benchmark, the instructions of one pass of its loop and the ratio of ours to
-# the QJsonDocument floor. Needs valgrind and a Release build in build-bench (bench/run.sh
-# makes one; BENCH_BUILD_DIR chooses another).
+# the QJsonDocument floor. Needs a Release build in build-bench (bench/run.sh makes one;
+# BENCH_BUILD_DIR chooses another); installs valgrind when it is missing.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 build="${BENCH_BUILD_DIR:-$root/build-bench}"
 bots="${1:-1000}"
 program="$build/bench/bench_config"
 [ -x "$program" ] || { echo "no $program: run bench/run.sh first" >&2; exit 1; }
-command -v valgrind >/dev/null || { echo "valgrind is not installed" >&2; exit 1; }
+"$root/scripts/deps.sh" valgrind
 
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT

@@ -4,7 +4,7 @@
 #   - start to window shown, and peak memory, against an empty Qt window (bench/startup.sh);
 #   - load+apply, write, and model load+write of 1,000 bots against QJsonDocument alone
 #     (bench_config), CPU time, fastest of interleaved repetitions, and the same counted in
-#     instructions under callgrind (bench/cost.sh) when valgrind is installed;
+#     instructions under callgrind (bench/cost.sh);
 #   - listing 10,000 skills against walking the folder and reading the files (bench_skills).
 # Prints a Markdown table and the machine it ran on. Figures from a busy machine are not worth
 # keeping: run it when nothing else is compiling.
@@ -19,7 +19,7 @@ build="${BENCH_BUILD_DIR:-$root/build-bench}"
 repetitions="${BENCH_REPETITIONS:-9}"
 startup_runs="${BENCH_STARTUP_RUNS:-15}"
 
-"$root/scripts/deps.sh"
+"$root/scripts/deps.sh" valgrind
 
 launcher=()
 command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
@@ -101,9 +101,7 @@ echo
 echo "Machine: $(nproc) CPU(s), ${cpu:-unknown CPU}; Qt $qt; Release build; start-up: median of" \
   "$startup_runs offscreen runs, wall time; micro benchmarks: least CPU time of $repetitions" \
   "interleaved repetitions."
-if command -v valgrind >/dev/null; then
-  echo
-  echo "Instructions (callgrind; the same on any machine load):"
-  echo
-  BENCH_BUILD_DIR="$build" "$root/bench/cost.sh" 1000
-fi
+echo
+echo "Instructions (callgrind; the same on any machine load):"
+echo
+BENCH_BUILD_DIR="$build" "$root/bench/cost.sh" 1000

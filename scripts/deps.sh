@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project builds, tests and runs with, when any is missing.
+# Extra package names given as arguments are installed too (the benchmarks ask for valgrind).
 set -euo pipefail
 
 packages=(
@@ -11,6 +12,7 @@ packages=(
   clang libclang-rt-14-dev clang-format
   xvfb xauth
   desktop-file-utils appstream
+  "$@"
 )
 
 missing=()
