@@ -55,20 +55,23 @@ SettingsModel::~SettingsModel() = default;
 
 // ---- loading and saving ------------------------------------------------------------------------
 
-void SettingsModel::loadFromDisk()
+bool SettingsModel::loadFromDisk()
 {
+    m_fileTaken = false;
     QFile file(m_path);
     if (!file.open(QIODevice::ReadOnly))
-        return;
+        return false;
     const QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError)
-        return;
+        return false;
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
-        return;
+        return false;
     m_loadedMtime = modificationTime(m_path);
     applyDocument(document.object());
+    m_fileTaken = true;
+    return true;
 }
 
 void SettingsModel::reloadIfChanged()
@@ -146,25 +149,25 @@ std::optional<QString> SettingsModel::writeDocument()
     // Not atomic on purpose: the bot service may hold the file open, and the folder is never
     // created here. A file made here holds API keys and bot tokens, so it is readable by its
     // owner only from the moment it exists; an existing file keeps its mode.
-    QFile file(m_path);
-    QByteArray previous;
+    std::optional<QByteArray> previous;
     if (QFile old(m_path); old.open(QIODevice::ReadOnly))
         previous = old.readAll();
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate,
-                   QFileDevice::ReadOwner | QFileDevice::WriteOwner)) {
+    QFile file(m_path);
+    const auto failed = [&] {
         m_lastSaveError = u"Could not write "_s + m_path + u": "_s + file.errorString();
         return m_lastSaveError;
-    }
+    };
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate,
+                   QFileDevice::ReadOwner | QFileDevice::WriteOwner))
+        return failed();
     if (file.write(bytes) != bytes.size() || !file.flush()) {
-        m_lastSaveError = u"Could not write "_s + m_path + u": "_s + file.errorString();
+        const std::optional<QString> failure = failed();
         // A full disk or a size limit stopped the write part way: put the old bytes back, in
         // the space the truncation gave back, rather than leave half a document.
         file.close();
-        if (!previous.isEmpty() && file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
-            file.write(previous);
-            file.close();
-        }
-        return m_lastSaveError;
+        if (previous && file.open(QIODevice::WriteOnly | QIODevice::Truncate))
+            file.write(*previous);
+        return failure;
     }
     m_lastSaveError.reset();
     return std::nullopt;

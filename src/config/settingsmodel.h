@@ -91,7 +91,11 @@ public:
     double loadedMtime() const { return m_loadedMtime; }
     const ConfigValues &values() const { return m_config; }
 
-    void loadFromDisk();
+    // Reads the file and applies it. Returns whether the file was there and taken (readable,
+    // JSON, an object); when it was not, the model keeps what it had.
+    bool loadFromDisk();
+    // Whether the latest loadFromDisk took the file.
+    bool fileTaken() const { return m_fileTaken; }
     void reloadIfChanged();
     void applyDocument(const QJsonObject &document);
     // Writes the document; the failure text ("Could not write …") or nothing.
@@ -384,6 +388,7 @@ private:
     QString m_path;
     QJsonObject m_raw;
     double m_loadedMtime = 0;
+    bool m_fileTaken = false;
     std::optional<QString> m_lastSaveError;
     ConfigValues m_config;
     NotificationTransport *m_transport = nullptr;

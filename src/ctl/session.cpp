@@ -135,11 +135,9 @@ std::optional<QString> Session::configProblem()
     // Anything but a regular file is refused before the model would try to read it.
     if (std::optional<QString> problem = placeProblem(m_configPath, true))
         return problem;
-    // A model that has a document, or the time of the file it read, took the file. Otherwise
-    // the file was missing or could not be used, and documentProblem says which; an empty
-    // object in a file dated 1970 is the one usable file that is looked at twice.
-    const SettingsModel &settings = loadedModel();
-    if (!settings.rawDocument().isEmpty() || settings.loadedMtime() != 0)
+    // When the model could not take the file (missing, unreadable, not a JSON object),
+    // documentProblem says which; a missing file is fine.
+    if (loadedModel().fileTaken())
         return std::nullopt;
     return documentProblem(m_configPath, true);
 }

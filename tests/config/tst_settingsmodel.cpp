@@ -87,6 +87,25 @@ private Q_SLOTS:
         QVERIFY(model->loadedMtime() > 0);
     }
 
+    // Whether a load took the file: only a readable JSON object counts, an empty one included.
+    void loadingSaysWhetherItTookTheFile()
+    {
+        QVERIFY(!makeModel()->fileTaken()); // no file yet
+        writeConfig("{}");
+        const auto model = makeModel();
+        QVERIFY(model->fileTaken());
+        for (const QByteArray &bytes :
+             {QByteArray("[1, 2]"), QByteArray("{\"model\": "), QByteArray("\xff\xfe{}")}) {
+            writeConfig(bytes);
+            QVERIFY2(!model->loadFromDisk(), bytes.constData());
+            QVERIFY(!model->fileTaken());
+        }
+        writeConfig("{\"model\": \"m\"}");
+        QVERIFY(model->loadFromDisk());
+        QVERIFY(model->fileTaken());
+        QCOMPARE(model->model(), u"m"_s);
+    }
+
     void selectionStartsOnTheFirstBot()
     {
         writeConfig("{\"bot_tokens\": [\"a\", \"b\"]}");
