@@ -281,6 +281,8 @@ void ContentView::buildSidebar()
 
 void ContentView::applySidebarColours()
 {
+    if (!m_addBot) // a palette change during construction, before the sidebar exists
+        return;
     // This view's own palette: on a change it hears of it before its children are told.
     const QPalette palette = this->palette();
     for (QTreeWidgetItem *header : {m_botsHeader, m_defaultsHeader})

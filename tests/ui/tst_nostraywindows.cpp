@@ -18,10 +18,15 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-// Records every widget that is shown as a window of its own, other than the main window.
+// Records every widget that is shown as a window of its own, other than the main window, for
+// as long as it exists.
 class WindowWatcher final : public QObject {
 public:
     QStringList shown;
+
+    WindowWatcher() { qApp->installEventFilter(this); }
+    ~WindowWatcher() override { qApp->removeEventFilter(this); }
+    QString report() const { return shown.join(u", "_s); }
 
 protected:
     bool eventFilter(QObject *object, QEvent *event) override
@@ -40,6 +45,18 @@ const char demo[] = "{\"bot_tokens\": [\"1:a\", \"2:b\"], \"bot_nicknames\": [\"
                     "\"fallbacks\": [{\"name\": \"b\", \"base_url\": \"http://x\","
                     "\"api_key\": \"k\", \"model\": \"m\"}]}";
 
+// A window on screen for widgets to be placed in.
+struct Host {
+    QWidget widget;
+    QVBoxLayout *layout = new QVBoxLayout(&widget);
+
+    bool show()
+    {
+        widget.show();
+        return QTest::qWaitForWindowExposed(&widget);
+    }
+};
+
 } // namespace
 
 // Building pages must not flash windows: a label shown before it has a parent opens as a
@@ -57,7 +74,6 @@ private Q_SLOTS:
         UiSupport::writeConfig(path, demo);
         SettingsModel model(path, ModelEnvironment{&m_transport});
         WindowWatcher watcher;
-        qApp->installEventFilter(&watcher);
 
         MainWindow window;
         window.setContentView(new ContentView(&model));
@@ -78,8 +94,7 @@ private Q_SLOTS:
         model.setFilter(QString());
         QCoreApplication::processEvents();
 
-        qApp->removeEventFilter(&watcher);
-        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.shown.join(u", "_s)));
+        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.report()));
     }
 
     // A row placed in a parent already on screen still follows the search afterwards, and a
@@ -89,12 +104,10 @@ private Q_SLOTS:
         const QString path = m_dir.filePath(u"rows.json"_s);
         UiSupport::writeConfig(path, "{}");
         SettingsModel model(path, ModelEnvironment{&m_transport});
-        QWidget host;
-        auto *layout = new QVBoxLayout(&host);
-        host.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        Host host;
+        QVERIFY(host.show());
+        QVBoxLayout *layout = host.layout;
         WindowWatcher watcher;
-        qApp->installEventFilter(&watcher);
 
         auto *row = new SettingRow(&model, u"Allowed chat IDs"_s);
         layout->addWidget(row);
@@ -117,19 +130,16 @@ private Q_SLOTS:
         QVERIFY(group->isVisible());
         QVERIFY(matching->isVisible());
 
-        qApp->removeEventFilter(&watcher);
-        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.shown.join(u", "_s)));
+        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.report()));
     }
 
     // The helper the pages use instead of setVisible() for widgets that may not be placed yet.
     void shownWithParentNeverOpensAWindowAndKeepsTheLastWord()
     {
-        QWidget host;
-        auto *layout = new QVBoxLayout(&host);
-        host.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&host));
+        Host host;
+        QVERIFY(host.show());
+        QVBoxLayout *layout = host.layout;
         WindowWatcher watcher;
-        qApp->installEventFilter(&watcher);
 
         auto *hidden = new QLabel(u"hidden"_s);
         setShownWithParent(hidden, false);
@@ -153,8 +163,7 @@ private Q_SLOTS:
         setShownWithParent(hidden, true);
         QVERIFY(hidden->isVisible());
 
-        qApp->removeEventFilter(&watcher);
-        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.shown.join(u", "_s)));
+        QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.report()));
     }
 };
 
