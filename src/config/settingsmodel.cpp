@@ -4,6 +4,7 @@
 #include "service/notificationtransport.h"
 
 #include <QCoreApplication>
+#include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -21,6 +22,11 @@ double modificationTime(const QString &path)
         return 0;
     const QDateTime time = info.lastModified();
     return time.isValid() ? double(time.toMSecsSinceEpoch()) / 1000.0 : 0;
+}
+
+QByteArray digest(const QByteArray &bytes)
+{
+    return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256);
 }
 
 template <typename T> bool validIndex(const QList<T> &list, qsizetype i)
@@ -69,14 +75,33 @@ bool SettingsModel::loadFromDisk()
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return false;
     m_loadedMtime = modificationTime(m_path);
+    m_loadedSize = bytes.size();
+    m_loadedDigest = digest(bytes);
     applyDocument(document.object());
     m_fileTaken = true;
     return true;
 }
 
+bool SettingsModel::changedSinceLoad() const
+{
+    if (modificationTime(m_path) != m_loadedMtime)
+        return true;
+    // Same time: two writes within one tick of the file system's clock (a few milliseconds, such
+    // as the service answering a save at once) look alike by time alone.
+    const QFileInfo info(m_path);
+    if (!info.isFile())
+        return false; // nothing that could have been loaded; never open a pipe or a device
+    if (info.size() != m_loadedSize)
+        return true;
+    QFile file(m_path);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    return digest(file.readAll()) != m_loadedDigest;
+}
+
 void SettingsModel::reloadIfChanged()
 {
-    if (modificationTime(m_path) == m_loadedMtime)
+    if (!changedSinceLoad())
         return;
     loadFromDisk();
     loadSkillsAndFeatures();

@@ -97,6 +97,9 @@ public:
     // Whether the latest loadFromDisk took the file.
     bool fileTaken() const { return m_fileTaken; }
     void reloadIfChanged();
+    // Whether the file differs from what was last loaded: its time moved, or, at the same time,
+    // its size or content.
+    bool changedSinceLoad() const;
     void applyDocument(const QJsonObject &document);
     // Writes the document; the failure text ("Could not write …") or nothing.
     std::optional<QString> writeDocument();
@@ -388,6 +391,10 @@ private:
     QString m_path;
     QJsonObject m_raw;
     double m_loadedMtime = 0;
+    // Size and digest of the bytes last loaded: a write within the same tick of the file system's
+    // clock leaves the time as it was, so when the time matches the content decides.
+    qint64 m_loadedSize = -1;
+    QByteArray m_loadedDigest;
     bool m_fileTaken = false;
     std::optional<QString> m_lastSaveError;
     ConfigValues m_config;

@@ -3,7 +3,9 @@
 #include "service/notificationtransport.h"
 #include "support/testsupport.h"
 
+#include <QDateTime>
 #include <QFile>
+#include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QSignalSpy>
@@ -209,6 +211,33 @@ private Q_SLOTS:
         QTest::qWait(20);
         QCOMPARE(model->modelName(), u"still unsaved"_s);
         QCOMPARE(model->loadedMtime(), loaded);
+    }
+
+    void aRewriteThatKeepsTheModificationTimeIsStillPickedUp_data()
+    {
+        QTest::addColumn<QByteArray>("rewritten");
+        QTest::newRow("longer") << QByteArray(R"({"model": "from the service"})");
+        QTest::newRow("same length") << QByteArray(R"({"model": "bbbbbb"})");
+    }
+    void aRewriteThatKeepsTheModificationTimeIsStillPickedUp()
+    {
+        // Two writes within one tick of the file system's clock leave the same time behind.
+        QFETCH(QByteArray, rewritten);
+        writeConfig(R"({"model": "aaaaaa"})");
+        const auto model = makeModel();
+        QCOMPARE(model->model(), u"aaaaaa"_s);
+        const QDateTime stamp = QFileInfo(configPath()).lastModified();
+        TestSupport::writeFile(configPath(), rewritten);
+        QFile file(configPath());
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(file.setFileTime(stamp, QFileDevice::FileModificationTime));
+        file.close();
+        QCOMPARE(QFileInfo(configPath()).lastModified(), stamp);
+
+        QVERIFY(model->changedSinceLoad());
+        m_transport.post(Notifications::configChanged());
+        QTRY_COMPARE(model->model(), QJsonDocument::fromJson(rewritten)[u"model"_s].toString());
+        QVERIFY(!model->changedSinceLoad());
     }
 
     void aFileChangedByAnotherProgramIsPickedUpOnConfigChanged()
