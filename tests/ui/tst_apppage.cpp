@@ -5,6 +5,7 @@
 #include "config/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/pageshots.h"
+#include "support/filedialogdriver.h"
 #include "support/uisupport.h"
 
 #include <QApplication>
@@ -18,7 +19,6 @@
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QTest>
-#include <QTimer>
 
 #include <memory>
 
@@ -363,29 +363,14 @@ private Q_SLOTS:
         QVERIFY(QTest::qWaitForWindowExposed(&page));
 
         const QString target = path(u"through-the-dialog.json"_s);
-        QString title;
-        QStringList filters;
-        QString proposed;
-        bool saving = false;
-        QTimer driver;
-        connect(&driver, &QTimer::timeout, this, [&] {
-            auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
-            if (!dialog)
-                return;
-            driver.stop();
-            title = dialog->windowTitle();
-            filters = dialog->nameFilters();
-            proposed = dialog->selectedFiles().value(0);
-            saving = dialog->acceptMode() == QFileDialog::AcceptSave;
-            dialog->selectFile(target);
-            static_cast<QDialog *>(dialog)->accept(); // QFileDialog::accept, which checks the name
-        });
-        driver.start(20);
-        QTest::mouseClick(find<QPushButton>(&page, u"exportSettings"_s), Qt::LeftButton);
-        QCOMPARE(title, u"Export settings"_s);
-        QCOMPARE(filters, QStringList{u"JSON (*.json)"_s});
-        QCOMPARE(QFileInfo(proposed).fileName(), u"varnook-config.json"_s);
-        QVERIFY(saving);
+        auto *button = find<QPushButton>(&page, u"exportSettings"_s);
+        const UiSupport::FileDialogSeen seen = UiSupport::answerFileDialog(
+            target, [button] { QTest::mouseClick(button, Qt::LeftButton); });
+        QVERIFY2(seen.failure.isEmpty(), qPrintable(seen.failure));
+        QCOMPARE(seen.title, u"Export settings"_s);
+        QCOMPARE(seen.nameFilters, QStringList{u"JSON (*.json)"_s});
+        QCOMPARE(QFileInfo(seen.proposed).fileName(), u"varnook-config.json"_s);
+        QCOMPARE(seen.acceptMode, QFileDialog::AcceptSave);
         QCOMPARE(TestSupport::readFile(target), originalConfig());
     }
 
@@ -398,26 +383,14 @@ private Q_SLOTS:
         page.show();
         QVERIFY(QTest::qWaitForWindowExposed(&page));
 
-        QString title;
-        QStringList filters;
-        QFileDialog::FileMode mode = QFileDialog::AnyFile;
-        QTimer driver;
-        connect(&driver, &QTimer::timeout, this, [&] {
-            auto *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
-            if (!dialog)
-                return;
-            driver.stop();
-            title = dialog->windowTitle();
-            filters = dialog->nameFilters();
-            mode = dialog->fileMode();
-            dialog->selectFile(TestSupport::fixture(u"exportimport/legacy-single-token.json"_s));
-            static_cast<QDialog *>(dialog)->accept(); // QFileDialog::accept, which checks the name
-        });
-        driver.start(20);
-        QTest::mouseClick(find<QPushButton>(&page, u"importSettings"_s), Qt::LeftButton);
-        QCOMPARE(title, u"Import settings"_s);
-        QCOMPARE(filters, QStringList{u"JSON (*.json)"_s});
-        QCOMPARE(mode, QFileDialog::ExistingFile);
+        auto *button = find<QPushButton>(&page, u"importSettings"_s);
+        const UiSupport::FileDialogSeen seen = UiSupport::answerFileDialog(
+            TestSupport::fixture(u"exportimport/legacy-single-token.json"_s),
+            [button] { QTest::mouseClick(button, Qt::LeftButton); });
+        QVERIFY2(seen.failure.isEmpty(), qPrintable(seen.failure));
+        QCOMPARE(seen.title, u"Import settings"_s);
+        QCOMPARE(seen.nameFilters, QStringList{u"JSON (*.json)"_s});
+        QCOMPARE(seen.fileMode, QFileDialog::ExistingFile);
         QCOMPARE(model.botTokens(), QStringList{u"4242:legacy-token"_s});
         QCOMPARE(UiSupport::readConfig(configPath()).value(u"bot_tokens"_s).toArray(),
                  QJsonArray{u"4242:legacy-token"_s});
