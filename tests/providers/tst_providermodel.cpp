@@ -136,7 +136,7 @@ private Q_SLOTS:
         model->setModel(u"m"_s);
         model->setBaseURL(silent.url(u"/v1"_s));
         model->testPrimary();
-        QTRY_VERIFY_WITH_TIMEOUT(!model->testing(), 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!model->testing(), TestSupport::waitMs);
         QCOMPARE(*model->testState(), (TestOutcome{false, u"m: Request timed out"_s}));
     }
 

@@ -3,6 +3,7 @@
 #include "support/fakeposthog.h"
 #include "support/fakeproviderserver.h"
 #include "support/silentserver.h"
+#include "support/waits.h"
 
 #include <QElapsedTimer>
 #include <QJsonArray>
@@ -299,7 +300,9 @@ private Q_SLOTS:
     {
         SilentServer silent;
         QVERIFY(silent.listen());
-        const int timeout = 400;
+        // Long enough that a request blocking the event loop would show as a gap of the whole
+        // time-out, short enough to keep the test quick; the bounds leave room for a busy machine.
+        const int timeout = 2000;
 
         QElapsedTimer clock;
         clock.start();
@@ -324,10 +327,10 @@ private Q_SLOTS:
         QCOMPARE(heard->ok, false);
         QCOMPARE(heard->message, u"gpt-4o: Request timed out"_s);
         QVERIFY2(waited >= timeout * 9 / 10, qPrintable(QString::number(waited)));
-        QVERIFY2(waited < timeout + 3000, qPrintable(QString::number(waited)));
+        QVERIFY2(waited < timeout + 15000, qPrintable(QString::number(waited)));
         qInfo("time-out %d ms: outcome after %lld ms, longest event-loop gap %lld ms", timeout,
               waited, longestGap);
-        QVERIFY2(longestGap < 200, qPrintable(u"longest gap %1 ms"_s.arg(longestGap)));
+        QVERIFY2(longestGap < timeout / 2, qPrintable(u"longest gap %1 ms"_s.arg(longestGap)));
     }
 
     void bodyThatStallsAfterTheStatusIsATimeout()
@@ -384,11 +387,11 @@ private Q_SLOTS:
         QVERIFY(silent.listen());
         QNetworkAccessManager network;
         auto *context = new QObject;
-        const auto heard = start(silent.url(u"/v1"_s), u"sk"_s, u"m"_s, 10000, &network, context);
-        QTRY_VERIFY(silent.bytesReceived() > 0);
+        const auto heard = start(silent.url(u"/v1"_s), u"sk"_s, u"m"_s, 120000, &network, context);
+        QTRY_VERIFY_WITH_TIMEOUT(silent.bytesReceived() > 0, 20000);
         delete context;
         // Long before the time-out: the request was stopped, not left to run out.
-        QTRY_VERIFY_WITH_TIMEOUT(network.findChildren<QNetworkReply *>().isEmpty(), 1000);
+        QTRY_VERIFY_WITH_TIMEOUT(network.findChildren<QNetworkReply *>().isEmpty(), 20000);
         QTest::qWait(100);
         QCOMPARE(heard->calls, 0);
     }

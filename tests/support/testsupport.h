@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/waits.h"
+
 #include <QByteArray>
 #include <QJsonValue>
 #include <QString>

@@ -75,6 +75,30 @@ inline bool choose(QComboBox *menu, const QString &text)
     return menu->currentIndex() == target;
 }
 
+// Every text `label` showed, in order, read each time `signal` fires (after the page's own
+// handler, which was connected first). A test waits for a text to have been on screen, however
+// briefly, instead of hoping to look in the moment it is there: on a busy machine one wait of the
+// test's can span both the showing and the clearing of a short-lived message.
+class ShownTexts final {
+public:
+    template <typename Sender, typename Signal>
+    ShownTexts(const Sender *sender, Signal signal, const QLabel *label)
+    {
+        m_texts.append(label->text());
+        QObject::connect(sender, signal, &m_context, [this, label] {
+            if (label->text() != m_texts.constLast())
+                m_texts.append(label->text());
+        });
+    }
+    // The texts shown since the one on screen when recording began.
+    QStringList shown() const { return m_texts.mid(1); }
+    bool contains(const QString &text) const { return shown().contains(text); }
+
+private:
+    QObject m_context;
+    QStringList m_texts;
+};
+
 // The titles of the groups under `root` that are shown, in the order the groups were made.
 inline QStringList groupTitles(const QWidget *root)
 {

@@ -336,8 +336,8 @@ private Q_SLOTS:
         m_window = std::make_unique<MainWindow>();
         QVERIFY(UiSupport::showWindow(*m_window, m_model.get()));
 
-        QTRY_COMPARE_WITH_TIMEOUT(m_model->skills().size(), qsizetype(4), 5000);
-        QTRY_VERIFY_WITH_TIMEOUT(m_model->status().botRunning, 5000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_model->skills().size(), qsizetype(4), TestSupport::waitMs);
+        QTRY_VERIFY_WITH_TIMEOUT(m_model->status().botRunning, TestSupport::waitMs);
         m_model->searchGithub(u"skills"_s);
         QTRY_COMPARE_WITH_TIMEOUT(m_model->githubResults().size(), qsizetype(4), 10000);
         QList<RegistryEntry> catalogue;
