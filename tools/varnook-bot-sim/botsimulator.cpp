@@ -1,6 +1,7 @@
 #include "botsimulator.h"
 
 #include "config/configdocument.h"
+#include "config/configfile.h"
 #include "service/notificationtransport.h"
 
 #include <QCoreApplication>
@@ -10,6 +11,7 @@
 #include <QRandomGenerator>
 #include <QSaveFile>
 #include <QTextStream>
+#include <QThread>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -198,4 +200,37 @@ bool BotSimulator::writeStatus()
 void BotSimulator::report(const QString &line) const
 {
     QTextStream(stderr) << "varnook-bot-sim: " << line << Qt::endl;
+}
+
+BotSimulator::Rewrites BotSimulator::rewriteConfiguration(const QString &configPath,
+                                                          const QString &key, int times,
+                                                          int intervalMs)
+{
+    Rewrites result;
+    std::optional<qint64> last;
+    for (int i = 1; i <= times; ++i) {
+        if (i > 1 && intervalMs > 0)
+            QThread::msleep(ulong(intervalMs));
+        const ConfigFile::Lock lock(configPath);
+        if (!lock.isHeld()) {
+            ++result.failed;
+            continue;
+        }
+        const ConfigFile::Snapshot disk = ConfigFile::read(configPath);
+        if (!disk.isUsable()) {
+            ++result.failed;
+            continue;
+        }
+        QJsonObject document = disk.document;
+        if (last && ConfigDocument::jsonInteger(document.value(key)) != last)
+            ++result.lost;
+        document.insert(key, qint64(i));
+        if (ConfigFile::write(configPath, ConfigDocument::serialise(document))) {
+            ++result.failed;
+            continue;
+        }
+        last = i;
+        ++result.written;
+    }
+    return result;
 }
