@@ -53,16 +53,17 @@ QByteArray initialDocument()
     return QJsonDocument(document).toJson();
 }
 
-// The highest number each writer has been seen at, and how often a value was seen going back.
+// How often a writer's value was seen going back to an older one from one read to the next:
+// each time, a newer set had been undone by a writer that wrote an older document.
 struct Counter {
-    qint64 highest = 0;
+    qint64 last = 0;
     int wentBack = 0;
 
     void see(qint64 value)
     {
-        if (value < highest)
+        if (value < last)
             ++wentBack;
-        highest = std::max(highest, value);
+        last = value;
     }
 };
 
@@ -158,8 +159,8 @@ int main(int argc, char *argv[])
                                             u"Rewrites by the simulated service (default 1000)."_s,
                                             u"count"_s, u"1000"_s);
     const QCommandLineOption intervalOption(
-        u"interval"_s, u"Milliseconds between two rewrites of the service (default 5)."_s, u"ms"_s,
-        u"5"_s);
+        u"interval"_s, u"Milliseconds between two rewrites of the service (default 20)."_s, u"ms"_s,
+        u"20"_s);
     parser.addOptions({ctlOption, simOption, setsOption, rewritesOption, intervalOption});
     parser.process(app);
     const int sets = parser.value(setsOption).toInt();
