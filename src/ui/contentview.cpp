@@ -255,6 +255,7 @@ QFrame *ContentView::makeBanner(const QString &name, QLabel *text, QPushButton *
     banner->setAutoFillBackground(true);
     banner->setBackgroundRole(QPalette::AlternateBase);
     auto *icon = new QLabel;
+    icon->setTextFormat(Qt::PlainText); // no label of the window reads markup
     icon->setPixmap(Icons::icon(u"exclamationmark.triangle"_s).pixmap(QSize(18, 18)));
     text->setWordWrap(true);
     text->setTextInteractionFlags(Qt::TextSelectableByMouse);

@@ -6,7 +6,6 @@
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QRandomGenerator>
 #include <QSaveFile>
@@ -107,13 +106,11 @@ void BotSimulator::onControl(const QString &action)
 
 void BotSimulator::readConfiguration()
 {
-    QFile file(m_options.configPath);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    if (!document.isObject())
+    // Read as the settings program reads it: a pipe at the path is never opened.
+    const ConfigFile::Snapshot disk = ConfigFile::read(m_options.configPath);
+    if (disk.state != ConfigFile::Snapshot::State::Document)
         return; // keep running with what was read last, as a service would
-    const ConfigValues values = ConfigDocument::read(document.object());
+    const ConfigValues values = ConfigDocument::read(disk.document);
 
     m_status.provider = values.baseURL.trimmed();
     m_status.model = values.model;
