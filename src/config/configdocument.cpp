@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cstring>
+#include <functional>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -800,6 +801,140 @@ void write(ConfigValues &values, QJsonObject &document)
         document.insert(u"bot_profiles", profiles);
 
     putStrings(document, u"skill_sources", values.skillSources);
+}
+
+// ---- concurrent writers ----------------------------------------------------------------------
+
+namespace {
+
+// Every stored field of a profile, with its key in the bot's object.
+struct ProfileField {
+    QStringView json;
+    std::function<bool(const BotProfile &, const BotProfile &)> same;
+    std::function<void(BotProfile &, const BotProfile &)> take;
+};
+
+const QList<ProfileField> &profileFields()
+{
+    static const QList<ProfileField> fields = [] {
+        QList<ProfileField> list;
+        for (const BotKey &key : botKeys()) {
+            QString BotProfile::*field = key.field;
+            list.append(
+                {key.json,
+                 [field](const BotProfile &a, const BotProfile &b) { return a.*field == b.*field; },
+                 [field](BotProfile &to, const BotProfile &from) { to.*field = from.*field; }});
+        }
+        list.append(
+            {u"fallbacks",
+             [](const BotProfile &a, const BotProfile &b) { return a.fallbacks == b.fallbacks; },
+             [](BotProfile &to, const BotProfile &from) { to.fallbacks = from.fallbacks; }});
+        list.append({u"enabled_skills",
+                     [](const BotProfile &a, const BotProfile &b) {
+                         return a.disabledSkills == b.disabledSkills;
+                     },
+                     [](BotProfile &to, const BotProfile &from) {
+                         to.disabledSkills = from.disabledSkills;
+                     }});
+        return list;
+    }();
+    return fields;
+}
+
+template <typename T> T valueAt(const QList<T> &list, qsizetype i)
+{
+    return i < list.size() ? list.at(i) : T();
+}
+
+// Where the bot that was number `bot` in `base` is in `theirs`, or -1.
+qsizetype findBot(const ConfigValues &base, const ConfigValues &theirs, qsizetype bot)
+{
+    const QString token = base.botTokens.at(bot);
+    if (!token.isEmpty() && base.botTokens.count(token) == 1 && theirs.botTokens.count(token) == 1)
+        return theirs.botTokens.indexOf(token);
+    if (theirs.botTokens.size() == base.botTokens.size())
+        return bot;
+    return -1;
+}
+
+} // namespace
+
+bool botsRestructured(const ConfigValues &before, const ConfigValues &after)
+{
+    return before.botTokens.size() != after.botTokens.size();
+}
+
+QStringList changedKeys(const ConfigValues &before, const ConfigValues &after)
+{
+    QStringList keys;
+    for (const TopLevelKey &key : topLevelKeys()) {
+        const bool same
+            = key.text ? before.*key.text == after.*key.text : before.*key.flag == after.*key.flag;
+        if (!same)
+            keys.append(key.json.toString());
+    }
+    if (before.fallbacks != after.fallbacks)
+        keys.append(u"fallbacks"_s);
+    if (before.skillSources != after.skillSources)
+        keys.append(u"skill_sources"_s);
+    if (botsRestructured(before, after)) {
+        keys.append({u"bot_nicknames"_s, u"bot_profiles"_s, u"bot_tokens"_s});
+        return keys;
+    }
+    for (qsizetype i = 0; i < after.botTokens.size(); ++i) {
+        const QString bot = u"["_s + QString::number(i) + u"]"_s;
+        if (before.botTokens.at(i) != after.botTokens.at(i))
+            keys.append(u"bot_tokens"_s + bot);
+        if (valueAt(before.botNicknames, i) != valueAt(after.botNicknames, i))
+            keys.append(u"bot_nicknames"_s + bot);
+        const BotProfile was = valueAt(before.botProfiles, i);
+        const BotProfile is = valueAt(after.botProfiles, i);
+        for (const ProfileField &field : profileFields()) {
+            if (!field.same(was, is))
+                keys.append(u"bot_profiles"_s + bot + u'.' + field.json.toString());
+        }
+    }
+    return keys;
+}
+
+ConfigValues merge(const ConfigValues &base, const ConfigValues &mine, const ConfigValues &theirs)
+{
+    ConfigValues merged = theirs;
+    for (const TopLevelKey &key : topLevelKeys()) {
+        if (key.text && base.*key.text != mine.*key.text)
+            merged.*key.text = mine.*key.text;
+        else if (key.flag && base.*key.flag != mine.*key.flag)
+            merged.*key.flag = mine.*key.flag;
+    }
+    if (base.fallbacks != mine.fallbacks)
+        merged.fallbacks = mine.fallbacks;
+    if (base.skillSources != mine.skillSources)
+        merged.skillSources = mine.skillSources;
+
+    if (botsRestructured(base, mine)) {
+        merged.botTokens = mine.botTokens;
+        merged.botNicknames = mine.botNicknames;
+        merged.botProfiles = mine.botProfiles;
+        return merged;
+    }
+    merged.botNicknames.resize(merged.botTokens.size());
+    merged.botProfiles.resize(merged.botTokens.size());
+    for (qsizetype i = 0; i < mine.botTokens.size(); ++i) {
+        const qsizetype at = findBot(base, theirs, i);
+        if (at < 0)
+            continue;
+        if (base.botTokens.at(i) != mine.botTokens.at(i))
+            merged.botTokens[at] = mine.botTokens.at(i);
+        if (valueAt(base.botNicknames, i) != valueAt(mine.botNicknames, i))
+            merged.botNicknames[at] = valueAt(mine.botNicknames, i);
+        const BotProfile was = valueAt(base.botProfiles, i);
+        const BotProfile is = valueAt(mine.botProfiles, i);
+        for (const ProfileField &field : profileFields()) {
+            if (!field.same(was, is))
+                field.take(merged.botProfiles[at], is);
+        }
+    }
+    return merged;
 }
 
 QByteArray serialise(const QJsonObject &document)

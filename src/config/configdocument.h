@@ -29,6 +29,23 @@ void write(ConfigValues &values, QJsonObject &document);
 // Bytes as written to disk: pretty-printed, keys sorted.
 QByteArray serialise(const QJsonObject &document);
 
+// ---- concurrent writers ----------------------------------------------------------------------
+// The values that differ between `before` and `after`, named as the file names them: top-level
+// keys ("model", "bot_tokens") and per-bot keys ("bot_profiles[1].api_key"). Adding or removing
+// a bot changes the three bot lists as a whole.
+QStringList changedKeys(const ConfigValues &before, const ConfigValues &after);
+
+// Whether `after` has a different number of bots than `before`.
+bool botsRestructured(const ConfigValues &before, const ConfigValues &after);
+
+// `theirs` (what another writer left in the file) with the user's own changes, from `base` to
+// `mine`, put on top: a value the user changed takes the user's value, every other value stays
+// as the other writer left it. A bot is found in `theirs` by the token it had in `base` (by its
+// number when the token is not unique and the number of bots is the same); an edit of a bot
+// that is no longer there is dropped with it. When the user added or removed a bot, the three
+// bot lists are the user's as a whole.
+ConfigValues merge(const ConfigValues &base, const ConfigValues &mine, const ConfigValues &theirs);
+
 // ---- conversion rules shared with the pages and the terminal tool ----------------------------
 QString trimBlanks(const QString &text); // spaces and tabs only, not line breaks
 QStringList commaList(const QString &text);

@@ -44,7 +44,11 @@ bool importConfigFrom(SettingsModel &model, const QString &source)
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return false;
 
-    model.applyDocument(document.object());
+    // A configuration file that is there but cannot be used is not written over, not even by an
+    // import: it may be the only copy of the user's keys.
+    if (model.fileProblem())
+        return false;
+    model.replaceDocument(document.object());
     // The recorded modification time is left alone on purpose: the config-changed that
     // follows makes the model read the written file back once.
     const bool written = !model.writeDocument().has_value();

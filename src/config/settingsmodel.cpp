@@ -7,6 +7,7 @@
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
 
@@ -44,6 +45,7 @@ SettingsModel::SettingsModel(QString path, ModelEnvironment environment, QObject
     , m_githubApiBase(std::move(environment.githubApiBase))
     , m_githubRawBase(std::move(environment.githubRawBase))
 {
+    m_synced = m_config;
     loadFromDisk();
     if (m_transport) {
         // The context object makes the observer go away with the model.
@@ -64,21 +66,30 @@ SettingsModel::~SettingsModel() = default;
 bool SettingsModel::loadFromDisk()
 {
     m_fileTaken = false;
-    QFile file(m_path);
-    if (!file.open(QIODevice::ReadOnly))
+    const ConfigFile::Snapshot disk = ConfigFile::read(m_path);
+    switch (disk.state) {
+    case ConfigFile::Snapshot::State::Missing:
+        // A fresh start; the first save creates the file from what the model holds.
+        m_known = disk.fingerprint;
+        setFileProblem(std::nullopt);
         return false;
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
+    case ConfigFile::Snapshot::State::Unusable:
+        // Kept as it is, and never written over: it may hold the user's keys in a form a
+        // person can mend.
+        setFileProblem(disk.problem);
         return false;
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
-    if (error.error != QJsonParseError::NoError || !document.isObject())
-        return false;
+    case ConfigFile::Snapshot::State::Document: break;
+    }
     m_loadedMtime = modificationTime(m_path);
-    m_loadedSize = bytes.size();
-    m_loadedDigest = digest(bytes);
-    applyDocument(document.object());
+    m_loadedSize = disk.bytes.size();
+    m_loadedDigest = digest(disk.bytes);
+    m_known = disk.fingerprint;
+    applyDocument(disk.document);
+    m_synced = m_config;
+    m_rawEdits.clear();
+    m_replaceWhole = false;
     m_fileTaken = true;
+    setFileProblem(std::nullopt);
     return true;
 }
 
@@ -101,11 +112,68 @@ bool SettingsModel::changedSinceLoad() const
 
 void SettingsModel::reloadIfChanged()
 {
-    if (!changedSinceLoad())
+    // A file that could not be used is read again on every occasion: it may have been mended
+    // without its time moving (a copy that keeps times, a clock set back).
+    if (!m_fileProblem && !changedSinceLoad())
         return;
+    reload();
+}
+
+void SettingsModel::reload()
+{
     loadFromDisk();
     loadSkillsAndFeatures();
     refreshStatus();
+}
+
+void SettingsModel::setFileProblem(const std::optional<QString> &problem)
+{
+    if (problem && !m_watcher) {
+        // Watches the folder too: the mended file may arrive under a new inode (an editor's
+        // rename), or appear where there was a folder.
+        m_watcher = new QFileSystemWatcher(this);
+        const QFileInfo info(m_path);
+        m_watcher->addPath(info.absolutePath());
+        if (info.exists())
+            m_watcher->addPath(info.absoluteFilePath());
+        auto retry = [this] {
+            if (m_fileProblem)
+                reloadIfChanged();
+        };
+        connect(m_watcher, &QFileSystemWatcher::directoryChanged, this, retry);
+        connect(m_watcher, &QFileSystemWatcher::fileChanged, this, retry);
+    } else if (!problem && m_watcher) {
+        m_watcher->deleteLater();
+        m_watcher = nullptr;
+    }
+    assign(m_fileProblem, problem, &SettingsModel::fileProblemChanged);
+}
+
+void SettingsModel::setLastSaveError(const std::optional<QString> &error)
+{
+    assign(m_lastSaveError, error, &SettingsModel::lastSaveErrorChanged);
+}
+
+void SettingsModel::replaceDocument(const QJsonObject &document)
+{
+    applyDocument(document);
+    m_replaceWhole = true;
+}
+
+void SettingsModel::setRawValue(const QString &key, const QJsonValue &value)
+{
+    m_raw.insert(key, value);
+    m_rawEdits.insert(key);
+}
+
+QStringList SettingsModel::pendingKeys() const
+{
+    QStringList keys = ConfigDocument::changedKeys(m_synced, m_config);
+    for (const QString &key : m_rawEdits) {
+        if (!keys.contains(key))
+            keys.append(key);
+    }
+    return keys;
 }
 
 void SettingsModel::applyDocument(const QJsonObject &document)
@@ -164,37 +232,74 @@ void SettingsModel::setConfig(const ConfigValues &values)
     notifyIfChanged(old.skillSources, m_config.skillSources, &SettingsModel::skillSourcesChanged);
 }
 
+QJsonObject SettingsModel::documentToWrite(ConfigValues &values,
+                                           const ConfigFile::Snapshot &disk) const
+{
+    QJsonObject document = m_raw;
+    ConfigDocument::write(values, document);
+    // A file that went away since is written again whole, from what the model holds: merging
+    // onto nothing would turn every value the user did not touch into its default.
+    if (m_replaceWhole || disk.fingerprint == m_known
+        || disk.state == ConfigFile::Snapshot::State::Missing)
+        return document;
+
+    // Another program wrote the file since this one last read or wrote it. Start from what is
+    // there now and put only the user's own changes on top, so that what the other writer
+    // changed meanwhile stays.
+    const QJsonObject mine = document;
+    document = disk.document;
+    values = ConfigDocument::merge(m_synced, m_config, ConfigDocument::read(disk.document));
+    if (ConfigDocument::botsRestructured(m_synced, m_config)) {
+        // The user added or removed a bot: the bot lists are the user's, each bot with the
+        // keys of its own object.
+        for (const QLatin1StringView key :
+             {"bot_tokens"_L1, "bot_token"_L1, "bot_nicknames"_L1, "bot_profiles"_L1})
+            document.insert(key, mine.value(key));
+    }
+    for (const QString &key : m_rawEdits) {
+        if (m_raw.contains(key))
+            document.insert(key, m_raw.value(key));
+        else
+            document.remove(key);
+    }
+    ConfigDocument::write(values, document);
+    return document;
+}
+
 std::optional<QString> SettingsModel::writeDocument()
 {
-    ConfigValues values = m_config;
-    ConfigDocument::write(values, m_raw);
-    setConfig(values); // the number texts are now normalised
-    const QByteArray bytes = ConfigDocument::serialise(m_raw);
+    // Nothing is ever written over a file that is there but could not be used.
+    if (m_fileProblem)
+        return u"Not saved: "_s + *m_fileProblem;
 
-    // Not atomic on purpose: the bot service may hold the file open, and the folder is never
-    // created here. A file made here holds API keys and bot tokens, so it is readable by its
-    // owner only from the moment it exists; an existing file keeps its mode.
-    std::optional<QByteArray> previous;
-    if (QFile old(m_path); old.open(QIODevice::ReadOnly))
-        previous = old.readAll();
-    QFile file(m_path);
-    const auto failed = [&] {
-        m_lastSaveError = u"Could not write "_s + m_path + u": "_s + file.errorString();
+    const auto failed = [this](const QString &reason) {
+        setLastSaveError(u"Could not write "_s + m_path + u": "_s + reason);
         return m_lastSaveError;
     };
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate,
-                   QFileDevice::ReadOwner | QFileDevice::WriteOwner))
-        return failed();
-    if (file.write(bytes) != bytes.size() || !file.flush()) {
-        const std::optional<QString> failure = failed();
-        // A full disk or a size limit stopped the write part way: put the old bytes back, in
-        // the space the truncation gave back, rather than leave half a document.
-        file.close();
-        if (previous && file.open(QIODevice::WriteOnly | QIODevice::Truncate))
-            file.write(*previous);
-        return failure;
+    // The whole read-modify-write holds the lock, so that a writer that keeps to it never
+    // comes between this program's look at the file and its write.
+    const ConfigFile::Lock lock(m_path);
+    if (!lock.isHeld())
+        return failed(lock.error());
+    const ConfigFile::Snapshot disk = ConfigFile::read(m_path);
+    if (!disk.isUsable()) {
+        setFileProblem(disk.problem);
+        return u"Not saved: "_s + disk.problem;
     }
-    m_lastSaveError.reset();
+
+    ConfigValues values = m_config;
+    const QJsonObject document = documentToWrite(values, disk);
+    ConfigFile::Fingerprint written;
+    if (const std::optional<QString> reason
+        = ConfigFile::write(m_path, ConfigDocument::serialise(document), &written))
+        return failed(*reason); // the model keeps what the user typed
+    m_raw = document;
+    m_known = written;
+    setConfig(values); // the number texts are now normalised
+    m_synced = m_config;
+    m_rawEdits.clear();
+    m_replaceWhole = false;
+    setLastSaveError(std::nullopt);
     return std::nullopt;
 }
 
@@ -222,7 +327,7 @@ bool SettingsModel::canAddBot() const
 
 void SettingsModel::addBot()
 {
-    if (!canAddBot())
+    if (!canAddBot() || !canEdit())
         return;
     ConfigValues values = m_config;
     values.botTokens.append(QString());

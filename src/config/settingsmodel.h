@@ -1,5 +1,6 @@
 #pragma once
 
+#include "config/configfile.h"
 #include "config/configtypes.h"
 #include "config/sidebaritem.h"
 #include "providers/testoutcome.h"
@@ -18,6 +19,7 @@
 #include <optional>
 
 class NotificationTransport;
+class QFileSystemWatcher;
 class QNetworkAccessManager;
 
 // The outside world as the model sees it. Tests hand in loopback addresses and an in-memory
@@ -100,11 +102,29 @@ public:
     // Whether the file differs from what was last loaded: its time moved, or, at the same time,
     // its size or content.
     bool changedSinceLoad() const;
+    // Reads the file again whether or not it changed, then the skills and the status (the
+    // Reload button of the window's file banner).
+    void reload();
     void applyDocument(const QJsonObject &document);
+    // applyDocument for a document that replaces the whole configuration (an import): the
+    // next save writes it as it is, whatever another program wrote meanwhile.
+    void replaceDocument(const QJsonObject &document);
+    // Why the file at path() cannot be used (it is there but is not a readable JSON object, or
+    // not a regular file), in the user's words; nothing when it can, or when it is missing.
+    // While there is a problem nothing is written to the file; the model watches the path and
+    // its folder and reads the file again as soon as something changes there.
+    const std::optional<QString> &fileProblem() const { return m_fileProblem; }
+    bool canEdit() const { return !m_fileProblem; }
+    // The keys the user changed since the file was last read or written, as
+    // ConfigDocument::changedKeys names them, plus keys of the document edited directly
+    // ("enabled_skills"). These, and only these, are put on top of the file when another
+    // program wrote it meanwhile.
+    QStringList pendingKeys() const;
     // Writes the document; the failure text ("Could not write …") or nothing.
     std::optional<QString> writeDocument();
     // What the latest writeDocument gave, for callers of operations that save by themselves:
-    // its failure text, or nothing when it worked or none was made.
+    // its failure text, or nothing when it worked or none was made. A failed write keeps it
+    // until a later write works.
     const std::optional<QString> &lastSaveError() const { return m_lastSaveError; }
     // writeDocument, then config-changed when it worked. Returns whether the write worked.
     bool saveAndNotify();
@@ -370,6 +390,8 @@ Q_SIGNALS:
     void githubQueryChanged();
     void githubPageChanged();
     void githubHasMoreChanged();
+    void fileProblemChanged();
+    void lastSaveErrorChanged();
     // An install finished (for tests and the registry page); ok is false when nothing was written.
     void installFinished(const QString &name, bool ok);
 
@@ -382,6 +404,13 @@ private:
         Q_EMIT(this->*signal)();
     }
     void setConfig(const ConfigValues &values); // announces every changed property
+    void setFileProblem(const std::optional<QString> &problem);
+    void setLastSaveError(const std::optional<QString> &error);
+    // The document to write: the user's values on the document as last read or written, or, when
+    // another program wrote the file since, the user's own changes on what is there now.
+    QJsonObject documentToWrite(ConfigValues &values, const ConfigFile::Snapshot &disk) const;
+    // Edits a key of the raw document that ConfigValues does not hold, and remembers it.
+    void setRawValue(const QString &key, const QJsonValue &value);
     void mutateProfile(int bot, const std::function<void(BotProfile &)> &change);
     void listSkills();
     void fetch(const QUrl &url, std::function<void(int status, const QByteArray &body)> done);
@@ -397,6 +426,14 @@ private:
     QByteArray m_loadedDigest;
     bool m_fileTaken = false;
     std::optional<QString> m_lastSaveError;
+    std::optional<QString> m_fileProblem;
+    QFileSystemWatcher *m_watcher = nullptr;
+    // The file as this program last read or wrote it, and the values as they were then: the
+    // user's pending changes are what differs from these.
+    ConfigFile::Fingerprint m_known;
+    ConfigValues m_synced;
+    QSet<QString> m_rawEdits; // keys of m_raw edited directly since
+    bool m_replaceWhole = false;
     ConfigValues m_config;
     NotificationTransport *m_transport = nullptr;
     QNetworkAccessManager *m_network = nullptr;

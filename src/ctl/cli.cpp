@@ -2,7 +2,10 @@
 
 #include "ctl/command.h"
 
+#include "config/configfile.h"
+
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QHash>
 #include <QRegularExpression>
 #include <QSet>
@@ -236,6 +239,13 @@ int runCommand(const Command &command, const QStringList &arguments, NegativeNum
     if (configPath.isEmpty())
         return out.fail(ExitCode::badInput, u"--config needs a file path"_s);
 
+    // A command that writes holds the configuration's lock from before it reads the file until
+    // after its save, so that no other writer that takes the lock comes in between. When the
+    // lock cannot be had (a missing folder), the command goes on and its save says why.
+    std::optional<ConfigFile::Lock> lock;
+    const QFileInfo place(configPath);
+    if (command.access == Command::Access::Writes && (!place.exists() || place.isFile()))
+        lock.emplace(configPath);
     Session session(configPath, out);
     const std::optional<QString> problem
         = command.access == Command::Access::None ? session.pathProblem() : session.configProblem();

@@ -1,6 +1,7 @@
 #include "ctl/session.h"
 
 #include "config/configdocument.h"
+#include "config/configfile.h"
 #include "config/settingsmodel.h"
 #include "service/dbustransport.h"
 
@@ -78,68 +79,37 @@ QString Session::defaultConfigPath()
     return ConfigDocument::defaultConfigPath();
 }
 
-namespace {
-
-// What documentProblem can tell without opening the file: whether it is there (when it has to
-// be) and whether it is a regular file.
-std::optional<QString> placeProblem(const QString &path, bool missingIsFine)
+std::optional<QString> documentProblem(const QString &path, bool missingIsFine)
 {
-    const QFileInfo info(path);
-    if (!info.exists() && !info.isSymLink()) {
+    // The same reading as the model's: the file type is looked at before the file is opened,
+    // so a named pipe never blocks the command.
+    const ConfigFile::Snapshot snapshot = ConfigFile::read(path);
+    switch (snapshot.state) {
+    case ConfigFile::Snapshot::State::Missing:
         if (missingIsFine)
             return std::nullopt;
         return u"there is no file "_s + path;
+    case ConfigFile::Snapshot::State::Unusable: return snapshot.problem;
+    case ConfigFile::Snapshot::State::Document: break;
     }
-    if (info.isDir())
-        return path + u" is a folder, not a configuration file"_s;
-    if (!info.isFile())
-        return path + u" is not a regular file"_s;
-    return std::nullopt;
-}
-
-} // namespace
-
-std::optional<QString> documentProblem(const QString &path, bool missingIsFine)
-{
-    if (std::optional<QString> problem = placeProblem(path, missingIsFine))
-        return problem;
-    if (!QFileInfo::exists(path))
-        return std::nullopt; // missing, and that is fine
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return u"cannot read "_s + path + u": "_s + file.errorString();
-    const QByteArray bytes = file.readAll();
-    if (file.error() != QFileDevice::NoError)
-        return u"cannot read "_s + path + u": "_s + file.errorString();
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(bytes, &error);
-    if (error.error != QJsonParseError::NoError) {
-        return path + u" is not valid JSON ("_s + error.errorString() + u" at byte "_s
-               + QString::number(error.offset) + u")"_s;
-    }
-    if (!document.isObject())
-        return path + u" does not hold a JSON object at the top level"_s;
     return std::nullopt;
 }
 
 std::optional<QString> Session::pathProblem() const
 {
+    // Only what is at the path: a command that does not use the configuration does not read it.
     const QFileInfo info(m_configPath);
     if (info.exists() && !info.isFile())
-        return placeProblem(m_configPath, true);
+        return documentProblem(m_configPath, true);
     return std::nullopt;
 }
 
 std::optional<QString> Session::configProblem()
 {
-    // Anything but a regular file is refused before the model would try to read it.
-    if (std::optional<QString> problem = placeProblem(m_configPath, true))
+    // The model reads the file once; when it could not use it, it says why.
+    if (const std::optional<QString> &problem = loadedModel().fileProblem())
         return problem;
-    // When the model could not take the file (missing, unreadable, not a JSON object),
-    // documentProblem says which; a missing file is fine.
-    if (loadedModel().fileTaken())
-        return std::nullopt;
-    return documentProblem(m_configPath, true);
+    return std::nullopt;
 }
 
 std::optional<QString> Session::writeProblem() const
@@ -199,6 +169,10 @@ int Session::checkSaved()
 
 int Session::writeFailed()
 {
+    // The reason of the write itself when there was one ("File too large"), else what can be
+    // told from the outside.
+    if (m_model && m_model->lastSaveError())
+        return m_out.fail(ExitCode::failed, *m_model->lastSaveError());
     return m_out.fail(ExitCode::failed,
                       writeProblem().value_or(u"Could not write "_s + m_configPath));
 }

@@ -351,7 +351,7 @@ bool SettingsModel::deleteSkill(const QString &name)
         return false;
     QStringList disabled = globallyDisabledSkills();
     disabled.removeAll(name);
-    m_raw.insert("enabled_skills"_L1, QJsonArray::fromStringList(disabled));
+    setRawValue(u"enabled_skills"_s, QJsonArray::fromStringList(disabled));
     saveAndNotify();
     listSkills();
     return true;

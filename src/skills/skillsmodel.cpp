@@ -59,7 +59,7 @@ void SettingsModel::setSkillEnabled(const QString &name, bool on)
     else if (!disabled.contains(name))
         disabled.append(name);
     // An empty list stays in the file as an empty array: the service then knows nothing is off.
-    m_raw.insert(disabledKey, QJsonArray::fromStringList(disabled));
+    setRawValue(disabledKey, QJsonArray::fromStringList(disabled));
     // This switch writes the file itself; the bot service reloads the skills on the notification
     // without a restart.
     if (!writeDocument())

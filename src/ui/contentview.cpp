@@ -2,6 +2,7 @@
 
 #include "ui/controls/field.h"
 #include "ui/controls/icons.h"
+#include "ui/controls/settingrow.h"
 #include "ui/pages/pages.h"
 #include "config/settingsmodel.h"
 
@@ -10,7 +11,10 @@
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
+#include <QScrollArea>
 #include <QShortcut>
 #include <QSplitter>
 #include <QToolBar>
@@ -79,6 +83,15 @@ QWidget *createPage(SettingsModel *model, const std::optional<SidebarItem> &item
     case SectionID::Updates: return createUpdatesView(model);
     }
     return nullptr;
+}
+
+// What is switched off while the file cannot be written: the content of a scrolling page, so
+// that the page itself still scrolls, or the whole page.
+QWidget *editableArea(QWidget *page)
+{
+    if (auto *scroll = qobject_cast<QScrollArea *>(page); scroll && scroll->widget())
+        return scroll->widget();
+    return page;
 }
 
 } // namespace
@@ -165,6 +178,17 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
 
     m_detail->setObjectName(u"detail"_s);
     m_detailLayout->setContentsMargins(0, 0, 0, 0);
+    // The banners sit above whichever page is shown.
+    auto *reload = new QPushButton(u"Reload"_s);
+    reload->setObjectName(u"reloadConfig"_s);
+    reload->setToolTip(u"Read the configuration file again"_s);
+    connect(reload, &QPushButton::clicked, m_model, &SettingsModel::reload);
+    m_fileBannerText = plainLabel();
+    m_fileBannerText->setObjectName(u"fileProblemText"_s);
+    m_fileBanner = makeBanner(u"fileProblemBanner"_s, m_fileBannerText, reload);
+    m_saveBannerText = plainLabel();
+    m_saveBannerText->setObjectName(u"saveErrorText"_s);
+    m_saveBanner = makeBanner(u"saveErrorBanner"_s, m_saveBannerText);
 
     m_splitter->setObjectName(u"splitView"_s);
     m_splitter->setChildrenCollapsible(false);
@@ -206,6 +230,8 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
     connect(m_model, &SettingsModel::columnVisibilityChanged, this,
             &ContentView::applyColumnVisibility);
     connect(m_sidebar, &QTreeWidget::itemSelectionChanged, this, &ContentView::selectionFromList);
+    connect(m_model, &SettingsModel::fileProblemChanged, this, &ContentView::applyFileState);
+    connect(m_model, &SettingsModel::lastSaveErrorChanged, this, &ContentView::applyFileState);
 
     // Without a readable configuration file the model selects nothing; a window that opens on
     // an empty page looks broken, so it opens on the first settings page instead.
@@ -218,6 +244,52 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
     selectionFromModel();
     showPage();
     applyColumnVisibility();
+    applyFileState();
+}
+
+QFrame *ContentView::makeBanner(const QString &name, QLabel *text, QPushButton *action)
+{
+    auto *banner = new QFrame;
+    banner->setObjectName(name);
+    banner->setFrameShape(QFrame::StyledPanel);
+    banner->setAutoFillBackground(true);
+    banner->setBackgroundRole(QPalette::AlternateBase);
+    auto *icon = new QLabel;
+    icon->setTextFormat(Qt::PlainText); // no label of the window reads markup
+    icon->setPixmap(Icons::icon(u"exclamationmark.triangle"_s).pixmap(QSize(18, 18)));
+    text->setWordWrap(true);
+    text->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    auto *layout = new QHBoxLayout(banner);
+    layout->setContentsMargins(12, 8, 12, 8);
+    layout->setSpacing(10);
+    layout->addWidget(icon, 0, Qt::AlignTop);
+    layout->addWidget(text, 1);
+    if (action)
+        layout->addWidget(action, 0, Qt::AlignVCenter);
+    m_detailLayout->addWidget(banner);
+    setShownWithParent(banner, false);
+    return banner;
+}
+
+void ContentView::applyFileState()
+{
+    const std::optional<QString> &problem = m_model->fileProblem();
+    if (problem) {
+        m_fileBannerText->setText(
+            *problem
+            + u". Nothing is saved until the file is mended or removed; the window "
+              "reads it again as soon as it changes."_s);
+    }
+    setShownWithParent(m_fileBanner, problem.has_value());
+    const std::optional<QString> &saveError = m_model->lastSaveError();
+    if (saveError)
+        m_saveBannerText->setText(*saveError);
+    setShownWithParent(m_saveBanner, saveError.has_value());
+    // Every control that would save is on the page; while the file cannot be used the page can
+    // be read and scrolled but not changed.
+    if (m_page)
+        editableArea(m_page)->setEnabled(m_model->canEdit());
+    updateAddBot();
 }
 
 void ContentView::buildSidebar()
@@ -339,7 +411,7 @@ void ContentView::relabelBotRows()
 
 void ContentView::updateAddBot()
 {
-    m_addBot->setEnabled(m_model->canAddBot());
+    m_addBot->setEnabled(m_model->canAddBot() && m_model->canEdit());
 }
 
 QTreeWidgetItem *ContentView::itemFor(const SidebarItem &item) const
@@ -403,6 +475,7 @@ void ContentView::showPage()
         m_page->setObjectName(isBot ? u"botPage"_s
                                     : sectionRawValue(selection->section) + u"Page"_s);
     }
+    editableArea(m_page)->setEnabled(m_model->canEdit());
     m_detailLayout->addWidget(m_page);
     m_page->show();
 }

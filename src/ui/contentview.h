@@ -7,7 +7,10 @@
 
 #include <optional>
 
+class QFrame;
+class QLabel;
 class QLineEdit;
+class QPushButton;
 class QSplitter;
 class QToolBar;
 class QToolButton;
@@ -39,6 +42,10 @@ public:
     QToolButton *addBotButton() const { return m_addBot; }
     QWidget *detail() const { return m_detail; }
     QWidget *currentPage() const { return m_page; }
+    // Above every page: why the configuration file cannot be used, with a Reload button; and
+    // why the last save failed.
+    QFrame *fileProblemBanner() const { return m_fileBanner; }
+    QFrame *saveErrorBanner() const { return m_saveBanner; }
     bool isRefreshingStatus() const { return m_statusTimer.isActive(); }
 
     // The list row of a sidebar item, or none.
@@ -62,6 +69,10 @@ private:
     void selectionFromList();
     void showPage();
     void applyColumnVisibility();
+    QFrame *makeBanner(const QString &name, QLabel *text, QPushButton *action = nullptr);
+    // Shows the file problem and the save error, and lets the user edit only while the file
+    // can be written.
+    void applyFileState();
 
     SettingsModel *m_model;
     QToolBar *m_toolBar;
@@ -76,6 +87,10 @@ private:
     QToolButton *m_addBot = nullptr;
     QWidget *m_detail;
     QVBoxLayout *m_detailLayout;
+    QFrame *m_fileBanner = nullptr;
+    QLabel *m_fileBannerText = nullptr;
+    QFrame *m_saveBanner = nullptr;
+    QLabel *m_saveBannerText = nullptr;
     QWidget *m_page = nullptr;
     // What the current page shows, to rebuild only when that changes.
     std::optional<SidebarItem> m_pageItem;

@@ -14,6 +14,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <csignal>
+#include <sys/resource.h>
+
 #include <sys/stat.h>
 
 #include <memory>
@@ -268,15 +271,23 @@ private Q_SLOTS:
 
     void aFailedWriteKeepsTheImportInMemoryAndPostsNothing()
     {
-        // A folder where the configuration file should be: no one can write it, root neither.
+        // A file-size limit the imported document does not fit in: no one can write it, root
+        // neither. (A folder at the path is not a configuration this program may replace at
+        // all; see tst_configsafety.)
         const QString blocked = path(u"blocked.json"_s);
-        QVERIFY(QDir(m_dir->path()).mkdir(u"blocked.json"_s));
         TestSupport::writeFile(path(u"varnook-status.json"_s), "{\"bot_running\": true}");
         SettingsModel model(blocked, ModelEnvironment{&m_transport});
-        QVERIFY(!ExportImport::importConfigFrom(
-            model, TestSupport::fixture(u"exportimport/unknown-keys.json"_s)));
+        std::signal(SIGXFSZ, SIG_IGN);
+        rlimit original{};
+        QCOMPARE(getrlimit(RLIMIT_FSIZE, &original), 0);
+        const rlimit limited{16, original.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_FSIZE, &limited), 0);
+        const bool imported = ExportImport::importConfigFrom(
+            model, TestSupport::fixture(u"exportimport/unknown-keys.json"_s));
+        setrlimit(RLIMIT_FSIZE, &original);
+        QVERIFY(!imported);
         QCOMPARE(model.model(), u"imported-model"_s);
-        QVERIFY(QFileInfo(blocked).isDir());
+        QVERIFY(!QFileInfo::exists(blocked));
         // The status is read again all the same.
         QVERIFY(model.status().botRunning);
         QCoreApplication::processEvents();

@@ -13,6 +13,7 @@
 #include <QTimer>
 
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <optional>
@@ -53,6 +54,9 @@ public:
     // The largest file the process may write, in bytes; a write beyond it fails (EFBIG) instead
     // of ending the process. Nothing: the limit the test runs under.
     void setFileSizeLimit(std::optional<rlim_t> bytes) { m_fileSizeLimit = bytes; }
+    // Runs the program as the user "nobody" when the test runs as root, so that permissions
+    // apply to it.
+    void setRunAsNobody(bool on) { m_asNobody = on; }
 
     // varnookctl --config <config> <arguments…>
     CtlResult run(const QStringList &arguments, int timeoutMs = 60000)
@@ -68,12 +72,18 @@ public:
         process.setProcessEnvironment(m_environment);
         if (!m_workingDirectory.isEmpty())
             process.setWorkingDirectory(m_workingDirectory);
-        if (const std::optional<rlim_t> limit = m_fileSizeLimit) {
+        if (m_fileSizeLimit || m_asNobody) {
             // Runs in the child between fork and exec: only async-signal-safe calls.
-            process.setChildProcessModifier([bytes = *limit] {
-                std::signal(SIGXFSZ, SIG_IGN);
-                const rlimit fileSize{bytes, bytes};
-                setrlimit(RLIMIT_FSIZE, &fileSize);
+            process.setChildProcessModifier([limit = m_fileSizeLimit, nobody = m_asNobody] {
+                if (limit) {
+                    std::signal(SIGXFSZ, SIG_IGN);
+                    const rlimit fileSize{*limit, *limit};
+                    setrlimit(RLIMIT_FSIZE, &fileSize);
+                }
+                if (nobody && ::getuid() == 0) {
+                    [[maybe_unused]] const int group = ::setgid(65534);
+                    [[maybe_unused]] const int user = ::setuid(65534);
+                }
             });
         }
         QEventLoop loop;
@@ -100,4 +110,5 @@ private:
     QString m_config;
     QString m_workingDirectory;
     std::optional<rlim_t> m_fileSizeLimit;
+    bool m_asNobody = false;
 };

@@ -18,6 +18,9 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
@@ -406,19 +409,73 @@ private Q_SLOTS:
 
     // These commands call model operations that write the file themselves. The file passes
     // every check made before the command runs; the write itself then fails (the process may
-    // not write a file larger than 64 bytes), and the command must say so.
+    // not write a file larger than 64 bytes), and the command says so in the system's words.
+    // The save is atomic: the file keeps every one of its bytes.
     void aSelfSavingCommandWhoseWriteFailsSaysSo()
     {
         QFETCH(QStringList, arguments);
         writeFixture(u"config/full.json"_s); // two bots, two backup models, a skill switched off
         writeSkill(u"voice"_s, "# Voice\n");
-        QVERIFY(fileBytes().size() > 64);
+        const QByteArray before = fileBytes();
+        QVERIFY(before.size() > 64);
         m_ctl.setFileSizeLimit(64);
         const CtlResult failed = run(arguments);
         QCOMPARE(failed.exitCode, 1);
-        QCOMPARE(failed.error(), u"varnookctl: Could not write "_s + configPath() + u'\n');
+        QCOMPARE(failed.error(),
+                 u"varnookctl: Could not write "_s + configPath() + u": File too large\n"_s);
         QVERIFY(failed.out.isEmpty());
-        QCOMPARE(fileBytes().size(), 64);
+        QCOMPARE(fileBytes(), before);
+    }
+
+    void aNamedPipeAsTheConfigurationIsRefusedAtOnce_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("get") << QStringList{u"get"_s, u"model"_s};
+        QTest::newRow("set") << QStringList{u"set"_s, u"model"_s, u"x"_s};
+    }
+    void aNamedPipeAsTheConfigurationIsRefusedAtOnce()
+    {
+        QFETCH(QStringList, arguments);
+        QCOMPARE(::mkfifo(QFile::encodeName(configPath()).constData(), 0600), 0);
+        const CtlResult refused = run(arguments);
+        QVERIFY(refused.finished); // it would wait for a writer if it opened the pipe
+        QCOMPARE(refused.exitCode, 2);
+        QCOMPARE(refused.error(), u"varnookctl: "_s + configPath()
+                                      + u" is a named pipe, not a configuration file\n"_s);
+        QVERIFY(!QFileInfo(configPath()).isFile());
+    }
+
+    void aSymlinkedConfigurationStaysALink()
+    {
+        const QString target = m_dir->filePath(u"real.json"_s);
+        TestSupport::writeFile(target, "{\"x_kept\": 1}");
+        QVERIFY(QFile::link(target, configPath()));
+        QCOMPARE(run({u"set"_s, u"model"_s, u"linked"_s}).exitCode, 0);
+        QVERIFY(QFileInfo(configPath()).isSymLink());
+        const QJsonObject written = objectOf(TestSupport::readFile(target));
+        QCOMPARE(written.value("model"_L1).toString(), u"linked"_s);
+        QCOMPARE(written.value("x_kept"_L1).toInt(), 1);
+    }
+
+    void aReadOnlyFolderIsReportedInTheSystemsWords()
+    {
+        const QString folder = m_dir->filePath(u"locked"_s);
+        QVERIFY(QDir().mkdir(folder));
+        const QString path = folder + u"/bot-config.json"_s;
+        TestSupport::writeFile(path, "{\"model\": \"m\"}");
+        QVERIFY(::chmod(QFile::encodeName(m_dir->path()).constData(), 0755) == 0);
+        QVERIFY(::chmod(QFile::encodeName(path).constData(), 0666) == 0);
+        QVERIFY(::chmod(QFile::encodeName(folder).constData(), 0555) == 0);
+        m_ctl.setConfig(path);
+        m_ctl.setRunAsNobody(true);
+        const CtlResult failed = run({u"set"_s, u"model"_s, u"x"_s});
+        m_ctl.setRunAsNobody(false);
+        if (failed.exitCode == 0)
+            QSKIP("permissions do not apply to this test's processes");
+        QCOMPARE(failed.exitCode, 1);
+        QVERIFY2(failed.error().contains(u"Could not write "_s + path + u": Permission denied"_s),
+                 failed.err.constData());
+        QCOMPARE(TestSupport::readFile(path), QByteArray("{\"model\": \"m\"}"));
     }
 
     // ---- bots ---------------------------------------------------------------------------------

@@ -1,15 +1,16 @@
 #include "botsimulator.h"
 
 #include "config/configdocument.h"
+#include "config/configfile.h"
 #include "service/notificationtransport.h"
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QRandomGenerator>
 #include <QSaveFile>
 #include <QTextStream>
+#include <QThread>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -105,13 +106,11 @@ void BotSimulator::onControl(const QString &action)
 
 void BotSimulator::readConfiguration()
 {
-    QFile file(m_options.configPath);
-    if (!file.open(QIODevice::ReadOnly))
-        return;
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    if (!document.isObject())
+    // Read as the settings program reads it: a pipe at the path is never opened.
+    const ConfigFile::Snapshot disk = ConfigFile::read(m_options.configPath);
+    if (disk.state != ConfigFile::Snapshot::State::Document)
         return; // keep running with what was read last, as a service would
-    const ConfigValues values = ConfigDocument::read(document.object());
+    const ConfigValues values = ConfigDocument::read(disk.document);
 
     m_status.provider = values.baseURL.trimmed();
     m_status.model = values.model;
@@ -198,4 +197,37 @@ bool BotSimulator::writeStatus()
 void BotSimulator::report(const QString &line) const
 {
     QTextStream(stderr) << "varnook-bot-sim: " << line << Qt::endl;
+}
+
+BotSimulator::Rewrites BotSimulator::rewriteConfiguration(const QString &configPath,
+                                                          const QString &key, int times,
+                                                          int intervalMs)
+{
+    Rewrites result;
+    std::optional<qint64> last;
+    for (int i = 1; i <= times; ++i) {
+        if (i > 1 && intervalMs > 0)
+            QThread::msleep(ulong(intervalMs));
+        const ConfigFile::Lock lock(configPath);
+        if (!lock.isHeld()) {
+            ++result.failed;
+            continue;
+        }
+        const ConfigFile::Snapshot disk = ConfigFile::read(configPath);
+        if (!disk.isUsable()) {
+            ++result.failed;
+            continue;
+        }
+        QJsonObject document = disk.document;
+        if (last && ConfigDocument::jsonInteger(document.value(key)) != last)
+            ++result.lost;
+        document.insert(key, qint64(i));
+        if (ConfigFile::write(configPath, ConfigDocument::serialise(document))) {
+            ++result.failed;
+            continue;
+        }
+        last = i;
+        ++result.written;
+    }
+    return result;
 }

@@ -28,10 +28,23 @@ struct BotSimulatorOptions {
 //  - "com.tesselmo.varnook.config-changed" makes it read the configuration again and report
 //    the provider ("base_url"), model, number of backup models and the bots it would run.
 //
-// It never writes the configuration file.
+// It writes the configuration file only when asked to (rewriteConfiguration), the way a service
+// that keeps some state of its own there must: under the lock, on what the file holds now.
 class BotSimulator final : public QObject {
     Q_OBJECT
 public:
+    struct Rewrites {
+        int written = 0;
+        int lost = 0;   // own earlier rewrites found undone by another writer
+        int failed = 0; // the file could not be used or written
+    };
+    // Rewrites the configuration file `times` times, `intervalMs` apart. Each rewrite takes the
+    // configuration's lock, reads the file, checks that its own last value of `key` is still
+    // there, stores the next count under `key` and writes the file atomically. Everything else
+    // in the file is left as it is.
+    static Rewrites rewriteConfiguration(const QString &configPath, const QString &key, int times,
+                                         int intervalMs);
+
     BotSimulator(BotSimulatorOptions options, NotificationTransport *transport,
                  QObject *parent = nullptr);
 

@@ -6,6 +6,7 @@
 #include "botsimulator.h"
 
 #include "config/configdocument.h"
+#include "config/configfile.h"
 #include "service/dbustransport.h"
 
 #include <QCommandLineParser>
@@ -91,9 +92,35 @@ int main(int argc, char *argv[])
         u"tick"_s, u"How often made-up traffic is counted (default 1000)."_s, u"ms"_s, u"1000"_s);
     const QCommandLineOption quitOption(u"quit-settings"_s,
                                         u"Ask the settings program to quit, then exit."_s);
-    parser.addOptions(
-        {configOption, delayOption, runningOption, trafficOption, tickOption, quitOption});
+    const QCommandLineOption rewriteOption(
+        u"rewrite-config"_s,
+        u"Rewrite the configuration file this many times, as a service that keeps state there "
+        "does (under the lock, one key of its own), print what happened, then exit."_s,
+        u"count"_s);
+    const QCommandLineOption rewriteKeyOption(
+        u"rewrite-key"_s, u"The key --rewrite-config counts under (default sim_rewrites)."_s,
+        u"key"_s, u"sim_rewrites"_s);
+    const QCommandLineOption rewriteIntervalOption(
+        u"rewrite-interval"_s, u"Milliseconds between two rewrites (default 0)."_s, u"ms"_s,
+        u"0"_s);
+    parser.addOptions({configOption, delayOption, runningOption, trafficOption, tickOption,
+                       quitOption, rewriteOption, rewriteKeyOption, rewriteIntervalOption});
     parser.process(app);
+    ConfigFile::ignoreFileSizeSignal();
+
+    if (parser.isSet(rewriteOption)) {
+        // No bus needed: this only writes the file.
+        const std::optional<int> times = milliseconds(parser.value(rewriteOption));
+        const std::optional<int> interval = milliseconds(parser.value(rewriteIntervalOption));
+        if (!times || !interval)
+            return fail(u"--rewrite-config and --rewrite-interval take a number"_s);
+        const BotSimulator::Rewrites done
+            = BotSimulator::rewriteConfiguration(QDir::cleanPath(parser.value(configOption)),
+                                                 parser.value(rewriteKeyOption), *times, *interval);
+        QTextStream(stdout) << "rewrites " << done.written << " lost " << done.lost << " failed "
+                            << done.failed << Qt::endl;
+        return done.failed == 0 ? 0 : 1;
+    }
 
     const std::optional<int> delay = milliseconds(parser.value(delayOption));
     const std::optional<int> tick = milliseconds(parser.value(tickOption));
