@@ -1,5 +1,6 @@
 #include "analytics/analytics.h"
 
+#include "network/addresses.h"
 #include "network/request.h"
 
 #include <QDir>
@@ -77,7 +78,7 @@ QString defaultOptOutMarker()
 const Sender &processSender()
 {
     // A function-local static: made once, on the first event, and safe to reach from any thread.
-    static const Sender sender(QStringLiteral(VARNOOK_POSTHOG_HOST),
+    static const Sender sender(OutsideAddresses::fromEnvironment().posthogHost,
                                qEnvironmentVariable("POSTHOG_KEY"), defaultOptOutMarker());
     return sender;
 }
