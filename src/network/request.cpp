@@ -56,7 +56,9 @@ private:
     {
         if (!m_stopped)
             m_stopped = ending;
-        m_reply->abort();
+        // Not from inside the reply's own signal: Qt would report the error twice. Nothing
+        // more is read meanwhile, and Qt's read-ahead is bounded.
+        QMetaObject::invokeMethod(m_reply, &QNetworkReply::abort, Qt::QueuedConnection);
     }
 
     void headersIn()
