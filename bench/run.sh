@@ -5,7 +5,10 @@
 #   - load+apply, write, and model load+write of 1,000 bots against QJsonDocument alone
 #     (bench_config), CPU time, fastest of interleaved repetitions, and the same counted in
 #     instructions under callgrind (bench/cost.sh);
-#   - listing 10,000 skills against walking the folder and reading the files (bench_skills).
+#   - listing 10,000 skills against walking the folder and reading the files (bench_skills);
+#   - a status refresh with 200,000 bot handles against one with 1,000, per handle
+#     (bench_status), and the first paint with that status file against a normal one
+#     (bench/startup.sh with a status file).
 # Prints a Markdown table and the machine it ran on. Figures from a busy machine are not worth
 # keeping: run it when nothing else is compiling.
 #
@@ -26,7 +29,7 @@ command -v ccache >/dev/null && launcher=(-DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
 cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DVARNOOK_BUILD_TESTS=OFF \
   -DVARNOOK_BUILD_BENCH=ON "${launcher[@]}" >/dev/null
 cmake --build "$build" --parallel "$(nproc)" \
-  --target bench_config bench_skills startup_probe emptywindow >/dev/null
+  --target bench_config bench_skills bench_status startup_probe emptywindow >/dev/null
 
 work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
@@ -67,6 +70,14 @@ run_bench bench_config \
   "$work/config"
 echo "Skills folder ($repetitions repetitions)…" >&2
 run_bench bench_skills '^(listAndParse|readFloor)/10000$' "$work/skills"
+echo "Status file ($repetitions repetitions)…" >&2
+run_bench bench_status '^statusRefresh/(1000|200000)$' "$work/status"
+echo "First paint with a 200,000-handle status file ($startup_runs runs of each)…" >&2
+"$root/bench/make-status.sh" 200000 "$work/status-200000.json"
+BUILD_DIR="$build" "$root/bench/startup.sh" "$startup_runs" "$work/status-200000.json" \
+  >"$work/startup-status"
+normal_status_ms=$(awk '/^normal status /{print $3}' "$work/startup-status")
+big_status_ms=$(awk '/^given status /{print $3}' "$work/startup-status")
 
 row() { # what ours floor unit
   awk -v what="$1" -v ours="$2" -v floor="$3" -v unit="$4" 'BEGIN {
@@ -97,6 +108,11 @@ row "Model load and write file, 1,000 bots (vs read, parse, serialise, write)" \
 row "List 10,000 skills (vs walking the folder and reading the files)" \
   "$(us_to_ms "$(min_cpu_us "$work/skills" listAndParse/10000)")" \
   "$(us_to_ms "$(min_cpu_us "$work/skills" readFloor/10000)")" "ms"
+row "Status refresh per handle, 200,000 handles (vs 1,000 handles)" \
+  "$(awk -v v="$(min_cpu_us "$work/status" statusRefresh/200000)" 'BEGIN { printf "%.1f", v * 1000 / 200000 }')" \
+  "$(awk -v v="$(min_cpu_us "$work/status" statusRefresh/1000)" 'BEGIN { printf "%.1f", v * 1000 / 1000 }')" "ns"
+row "First paint with a 200,000-handle status file (vs a 2-bot status file)" \
+  "$big_status_ms" "$normal_status_ms" "ms"
 echo
 echo "Machine: $(nproc) CPU(s), ${cpu:-unknown CPU}; Qt $qt; Release build; start-up: median of" \
   "$startup_runs offscreen runs, wall time; micro benchmarks: least CPU time of $repetitions" \

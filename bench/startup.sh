@@ -6,12 +6,17 @@
 # first text of any window costs (the font set-up an empty window never does).
 #
 #   bench/startup.sh [runs]      (default 15 runs of each, alternating)
+#   bench/startup.sh runs STATUS (the status-file variant: the program with a normal status
+#                                 file beside its configuration against the same with STATUS,
+#                                 alternating; prints both medians and their ratio)
 #
 # Builds in $BUILD_DIR (default ./build). Runs on a private session bus so that the single-
 # instance check and the notification transport take part as they do on a desktop.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 runs="${1:-15}"
+status_variant="${2:-}"
+[ -n "$status_variant" ] && status_variant="$(realpath "$status_variant")"
 build="${BUILD_DIR:-$root/build}"
 
 if [ -z "${STARTUP_INNER:-}" ]; then
@@ -49,6 +54,40 @@ measure() { # program [args…] -> "ms kb"
   echo "$out" | sed -n 's/^shown_ms=\([0-9.]*\) maxrss_kb=\([0-9]*\)$/\1 \2/p'
 }
 median() { sort -n | awk '{a[NR]=$1} END {if (NR%2) print a[(NR+1)/2]; else print (a[NR/2]+a[NR/2+1])/2}'; }
+
+if [ -n "$status_variant" ]; then
+  # Two copies of the same setup that differ only in their status file.
+  mkdir -p "$work/normal" "$work/variant"
+  for side in normal variant; do
+    cp "$work/bot-config.json" "$work/$side/"
+    ln -s "$work/skills" "$work/$side/skills"
+  done
+  printf '%s' '{"bot_running": true, "pid": 4242, "bot_handle": "momo_bot,helper_bot",
+    "bot_nicknames": ["Momo", ""], "requests": 15, "requests_by_bot": [12, 3],
+    "tokens_in": 12400, "tokens_out": 3100, "base_url": "https://api.openai.com/v1",
+    "model": "gpt-5", "fallbacks": 1}' >"$work/normal/varnook-status.json"
+  cp "$status_variant" "$work/variant/varnook-status.json"
+  probe="$build/bench/startup/startup_probe"
+  measure "$probe" "$work/normal/bot-config.json" >/dev/null
+  measure "$probe" "$work/variant/bot-config.json" >/dev/null
+  : >"$work/normal.times" ; : >"$work/variant.times"
+  for _ in $(seq 1 "$runs"); do
+    measure "$probe" "$work/normal/bot-config.json" >>"$work/normal.times"
+    measure "$probe" "$work/variant/bot-config.json" >>"$work/variant.times"
+  done
+  normal_ms=$(cut -d' ' -f1 "$work/normal.times" | median)
+  variant_ms=$(cut -d' ' -f1 "$work/variant.times" | median)
+  normal_kb=$(cut -d' ' -f2 "$work/normal.times" | median)
+  variant_kb=$(cut -d' ' -f2 "$work/variant.times" | median)
+  printf 'runs: %s each, offscreen, 2 bots, 20 skills; status file %s (%s bytes)\n' "$runs" \
+    "$(basename "$status_variant")" "$(stat -c %s "$status_variant")"
+  printf '%-16s %12s %14s\n' "" "to shown (ms)" "peak RSS (KiB)"
+  printf '%-16s %12s %14s\n' "normal status" "$normal_ms" "$normal_kb"
+  printf '%-16s %12s %14s\n' "given status" "$variant_ms" "$variant_kb"
+  awk -v a="$variant_ms" -v e="$normal_ms" -v ak="$variant_kb" -v ek="$normal_kb" \
+    'BEGIN { printf "ratio            %12.2fx %13.2fx   (goal: within 1.20x)\n", a/e, ak/ek }'
+  exit 0
+fi
 
 # One warm-up of each so that both start from a warm file cache.
 measure "$build/bench/emptywindow/emptywindow" >/dev/null

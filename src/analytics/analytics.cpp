@@ -1,24 +1,18 @@
 #include "analytics/analytics.h"
 
+#include "network/addresses.h"
+#include "network/request.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QNetworkRequest>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace Analytics {
-
-namespace {
-
-// PostHog's own limit is generous; this keeps a request to an unresponsive host from living
-// for the whole session.
-constexpr int captureTimeout = 60000; // ms
-
-} // namespace
 
 Sender::Sender(QString host, QString projectKey, QString optOutMarker)
     : m_host(std::move(host))
@@ -64,13 +58,15 @@ bool Sender::capture(const QString &event, QNetworkAccessManager *network) const
     if (!url.isValid())
         return false;
 
-    // The key travels in the body; no other header than the content type.
+    // The key travels in the body. Of the headers, only the content type and the User-Agent
+    // are ours; the rest are those Qt always sends (Host, Content-Length, Connection,
+    // Accept-Encoding, Accept-Language).
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
-    request.setTransferTimeout(captureTimeout);
-    QNetworkReply *reply = network->post(request, body(m_projectKey, event));
-    // Fire and forget: no status check, no retry, nothing stored.
-    QObject::connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
+    // Fire and forget: no status check, no retry, nothing stored. The answer's body is never
+    // read, and a host that does not answer is given up after 60 seconds.
+    Net::send(network, network, Net::Method::Post, request, body(m_projectKey, event),
+              Net::analyticsLimits, {});
     return true;
 }
 
@@ -82,7 +78,7 @@ QString defaultOptOutMarker()
 const Sender &processSender()
 {
     // A function-local static: made once, on the first event, and safe to reach from any thread.
-    static const Sender sender(QStringLiteral(VARNOOK_POSTHOG_HOST),
+    static const Sender sender(OutsideAddresses::fromEnvironment().posthogHost,
                                qEnvironmentVariable("POSTHOG_KEY"), defaultOptOutMarker());
     return sender;
 }

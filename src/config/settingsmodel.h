@@ -209,6 +209,8 @@ public:
     void setDownloadTimeout(int ms) { m_downloadTimeout = ms; }
     qint64 downloadLimit() const { return m_downloadLimit; }
     void setDownloadLimit(qint64 bytes) { m_downloadLimit = bytes; }
+    qint64 apiReplyLimit() const { return m_apiReplyLimit; }
+    void setApiReplyLimit(qint64 bytes) { m_apiReplyLimit = bytes; }
 
     // ---- properties -------------------------------------------------------------------------
     const QString &baseURL() const { return m_config.baseURL; }
@@ -444,7 +446,8 @@ private:
     int m_controlClearDelay = 2000;
     int m_providerTestTimeout = 20000;
     int m_downloadTimeout = 30000;
-    qint64 m_downloadLimit = 4 * 1024 * 1024;
+    qint64 m_downloadLimit = 4 * 1024 * 1024;  // a skill file
+    qint64 m_apiReplyLimit = 16 * 1024 * 1024; // a GitHub JSON reply
 
     QSet<QString> m_choiceCustom;
     std::optional<SidebarItem> m_selection;

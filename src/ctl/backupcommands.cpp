@@ -34,7 +34,9 @@ QList<QCommandLineOption> addOptions()
 {
     return {
         QCommandLineOption(u"url"_s, u"Server URL (OpenAI-compatible)."_s, u"url"_s),
-        QCommandLineOption(u"key"_s, u"API key (leave out for local servers)."_s, u"key"_s),
+        QCommandLineOption(
+            u"key"_s, u"API key (leave out for local servers); - reads it from standard input."_s,
+            u"key"_s),
         QCommandLineOption(u"model"_s, u"Model id."_s, u"model"_s),
         QCommandLineOption(u"name"_s, u"Nickname."_s, u"name"_s),
     };
@@ -52,19 +54,32 @@ std::optional<QString Fallback::*> findField(CommandContext &context, const QStr
     return std::nullopt;
 }
 
+using GivenFields = QList<std::pair<QString Fallback::*, QString>>;
+
+// The fields given as options to "add", with their values (read from standard input for
+// "-"), taken before anything is changed. Nothing when a value could not be read.
+std::optional<GivenFields> givenFields(CommandContext &context)
+{
+    GivenFields fields;
+    for (qsizetype i = 0; i < addOptionNames.size(); ++i) {
+        if (!context.isSet(addOptionNames.at(i)))
+            continue;
+        std::optional<QString> value = context.givenValue(context.value(addOptionNames.at(i)));
+        if (!value)
+            return std::nullopt;
+        fields.append({providerFields().at(i).member, std::move(*value)});
+    }
+    return fields;
+}
+
 // After "add" made an empty row: gives the row the fields given as options, through `set`,
 // and saves when there were any. ExitCode::ok, or what the save gave.
-int fillGivenFields(CommandContext &context,
+int fillGivenFields(CommandContext &context, const GivenFields &fields,
                     const std::function<void(QString Fallback::*, const QString &)> &set)
 {
-    bool given = false;
-    for (qsizetype i = 0; i < addOptionNames.size(); ++i) {
-        if (context.isSet(addOptionNames.at(i))) {
-            set(providerFields().at(i).member, context.value(addOptionNames.at(i)));
-            given = true;
-        }
-    }
-    return given ? context.session().save() : ExitCode::ok;
+    for (const auto &[member, value] : fields)
+        set(member, value);
+    return fields.isEmpty() ? ExitCode::ok : context.session().save();
 }
 
 int printProviders(CommandContext &context, const QList<Fallback> &providers, const QString &none)
@@ -101,15 +116,19 @@ int runAdd(CommandContext &context)
                 + QString::number(model.fallbacks().size())
                 + u" needs a server URL and a model name (varnookctl backup set)"_s);
     }
+    const std::optional<GivenFields> fields = givenFields(context);
+    if (!fields)
+        return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
     model.addFallback();
     if (const int code = context.session().checkSaved())
         return code;
     const int index = int(model.fallbacks().size()) - 1;
-    const int filled = fillGivenFields(context, [&](QString Fallback::*field, const QString &text) {
-        model.setFallbackText(index, field, text);
-    });
+    const int filled
+        = fillGivenFields(context, *fields, [&](QString Fallback::*field, const QString &text) {
+              model.setFallbackText(index, field, text);
+          });
     if (filled != ExitCode::ok)
         return filled;
     context.out().line(u"Added backup model "_s + QString::number(index + 1));
@@ -124,9 +143,12 @@ int runSet(CommandContext &context)
     const auto field = findField(context, context.argument(1));
     if (!field)
         return ExitCode::badInput;
+    const std::optional<QString> value = context.givenValue(context.argument(2));
+    if (!value)
+        return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
-    context.model().setFallbackText(*index, *field, context.argument(2));
+    context.model().setFallbackText(*index, *field, *value);
     return context.session().save();
 }
 
@@ -200,6 +222,9 @@ int runBotAdd(CommandContext &context)
     const std::optional<int> bot = context.botIndex(context.argument(0));
     if (!bot)
         return ExitCode::badInput;
+    const std::optional<GivenFields> fields = givenFields(context);
+    if (!fields)
+        return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
     SettingsModel &model = context.model();
@@ -208,9 +233,10 @@ int runBotAdd(CommandContext &context)
     if (const int code = context.session().checkSaved())
         return code;
     const int row = int(model.botProfiles().at(*bot).fallbacks.size()) - 1;
-    const int filled = fillGivenFields(context, [&](QString Fallback::*field, const QString &text) {
-        model.setBotFallbackText(*bot, row, field, text);
-    });
+    const int filled
+        = fillGivenFields(context, *fields, [&](QString Fallback::*field, const QString &text) {
+              model.setBotFallbackText(*bot, row, field, text);
+          });
     if (filled != ExitCode::ok)
         return filled;
     context.out().line(u"Added backup model "_s + QString::number(row + 1) + u" of bot "_s
@@ -226,9 +252,12 @@ int runBotSet(CommandContext &context)
     const auto field = findField(context, context.argument(2));
     if (!field)
         return ExitCode::badInput;
+    const std::optional<QString> value = context.givenValue(context.argument(3));
+    if (!value)
+        return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
-    context.model().setBotFallbackText(at->bot, at->row, *field, context.argument(3));
+    context.model().setBotFallbackText(at->bot, at->row, *field, *value);
     return context.session().save();
 }
 
@@ -277,7 +306,10 @@ QList<Command> backupCommands()
     const CommandArgument bot{u"BOT"_s, u"The bot's number, from 1."_s};
     const CommandArgument row{u"N"_s, u"The number of the bot's backup model, from 1."_s};
     const CommandArgument field{u"FIELD"_s, u"base_url (url), api_key (key), model or name."_s};
-    const CommandArgument value{u"VALUE"_s, u"The new value."_s};
+    const CommandArgument value{
+        u"VALUE"_s,
+        u"The new value; - reads it from standard input (one line), which keeps API keys and "
+        "tokens out of the process list."_s};
     const QString addDetails = u"Fields left out stay empty, as after \"Add model\" in the "
                                "window; fill them in with set."_s;
 

@@ -28,6 +28,13 @@ public:
     bool isSet(const QString &option) const { return m_parser.isSet(option); }
     QString value(const QString &option) const { return m_unescape(m_parser.value(option)); }
 
+    // A value as the user gave it: `text` itself, or for "-" one line read from standard input
+    // (without its line break, at most stdinValueLimit bytes), so that a secret never has to
+    // appear among the process's arguments. Prints the problem and gives nothing when the
+    // line cannot be read, is too long, or a second value asks for standard input.
+    std::optional<QString> givenValue(const QString &text);
+    static constexpr qint64 stdinValueLimit = 64 * 1024;
+
     // Checks, before anything is changed, that the configuration file can be written. Returns
     // ExitCode::ok, or prints why not and returns ExitCode::failed.
     int prepareWrite();
@@ -49,6 +56,7 @@ private:
     QStringList m_arguments;
     const QCommandLineParser &m_parser;
     std::function<QString(const QString &)> m_unescape;
+    bool m_stdinTaken = false;
 };
 
 // --show-secrets, for the commands that print API keys or tokens; `description` says which.

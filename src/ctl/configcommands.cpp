@@ -244,9 +244,12 @@ int runSet(CommandContext &context)
     if (!key)
         return ExitCode::badInput;
     Output &out = context.out();
-    const QString value = context.argument(1);
     if (!isScalar(key->kind) || key->kind == Kind::Folder)
         return out.fail(ExitCode::badInput, editedElsewhere(*key));
+    const std::optional<QString> given = context.givenValue(context.argument(1));
+    if (!given)
+        return ExitCode::badInput;
+    const QString &value = *given;
     if (const std::optional<QString> problem = CtlKeys::checkValue(key->kind, key->json, value))
         return out.fail(ExitCode::badInput, Output::plain(*problem));
     if (const int code = context.prepareWrite())
@@ -348,17 +351,25 @@ int runBotAdd(CommandContext &context)
                                                 + QString::number(model.botTokens().size())
                                                 + u" has no token"_s);
     }
+    // Read before anything changes, so that a value that cannot be read adds no bot.
+    std::optional<QString> token;
+    std::optional<QString> nickname;
+    if (context.isSet(u"token"_s) && !(token = context.givenValue(context.value(u"token"_s))))
+        return ExitCode::badInput;
+    if (context.isSet(u"nickname"_s)
+        && !(nickname = context.givenValue(context.value(u"nickname"_s))))
+        return ExitCode::badInput;
     if (const int code = context.prepareWrite())
         return code;
     model.addBot();
     if (const int code = context.session().checkSaved())
         return code;
     const int bot = int(model.botTokens().size()) - 1;
-    if (context.isSet(u"token"_s) || context.isSet(u"nickname"_s)) {
-        if (context.isSet(u"token"_s))
-            model.setBotToken(bot, context.value(u"token"_s));
-        if (context.isSet(u"nickname"_s))
-            model.setBotNickname(bot, context.value(u"nickname"_s));
+    if (token || nickname) {
+        if (token)
+            model.setBotToken(bot, *token);
+        if (nickname)
+            model.setBotNickname(bot, *nickname);
         if (const int code = context.session().save())
             return code;
     }
@@ -460,7 +471,6 @@ int runBotSet(CommandContext &context)
     if (!key)
         return ExitCode::badInput;
     Output &out = context.out();
-    const QString value = context.argument(2);
     if (key->json == "fallbacks"_L1) {
         return out.fail(
             ExitCode::badInput,
@@ -472,6 +482,10 @@ int runBotSet(CommandContext &context)
             u"a bot's skills are switched with varnookctl skills enable|disable NAME --bot "_s
                 + QString::number(*bot + 1));
     }
+    const std::optional<QString> given = context.givenValue(context.argument(2));
+    if (!given)
+        return ExitCode::badInput;
+    const QString &value = *given;
     if (const std::optional<QString> problem
         = CtlKeys::checkValue(key->kind, key->json, value, true))
         return out.fail(ExitCode::badInput, Output::plain(*problem));
@@ -531,7 +545,10 @@ QList<Command> configCommands()
 {
     using A = Command::Access;
     const CommandArgument key{u"KEY"_s, u"A configuration key, as in the file (max_tokens …)."_s};
-    const CommandArgument value{u"VALUE"_s, u"The new value."_s};
+    const CommandArgument value{
+        u"VALUE"_s,
+        u"The new value; - reads it from standard input (one line), which keeps API keys and "
+        "tokens out of the process list."_s};
     const CommandArgument bot{u"N"_s, u"The bot's number, from 1 (as \"Bot 1\" in the window)."_s};
     const CommandArgument botKey{
         u"KEY"_s, u"token, nickname, or a key the bot can override (varnookctl keys --bot)."_s};
@@ -590,7 +607,9 @@ QList<Command> configCommands()
          u"Add a bot (after the last one has a token)"_s,
          {},
          {},
-         {valueOption(u"token"_s, u"The new bot's Telegram token."_s, u"token"_s),
+         {valueOption(u"token"_s,
+                      u"The new bot's Telegram token; - reads it from standard input."_s,
+                      u"token"_s),
           valueOption(u"nickname"_s, u"The new bot's nickname."_s, u"name"_s)},
          A::Writes,
          false,

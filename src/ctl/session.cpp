@@ -3,6 +3,7 @@
 #include "config/configdocument.h"
 #include "config/configfile.h"
 #include "config/settingsmodel.h"
+#include "network/addresses.h"
 #include "service/dbustransport.h"
 
 #include <QDir>
@@ -50,13 +51,10 @@ void CtlTransport::flush()
 CtlEnvironment CtlEnvironment::fromProcess()
 {
     CtlEnvironment environment;
-    const ModelEnvironment compiled;
-    environment.githubApiBase = qEnvironmentVariableIsEmpty("VARNOOK_GITHUB_API_BASE")
-                                    ? compiled.githubApiBase
-                                    : qEnvironmentVariable("VARNOOK_GITHUB_API_BASE");
-    environment.githubRawBase = qEnvironmentVariableIsEmpty("VARNOOK_GITHUB_RAW_BASE")
-                                    ? compiled.githubRawBase
-                                    : qEnvironmentVariable("VARNOOK_GITHUB_RAW_BASE");
+    // The same outside addresses as the window's.
+    const OutsideAddresses addresses = OutsideAddresses::fromEnvironment();
+    environment.githubApiBase = addresses.githubApiBase;
+    environment.githubRawBase = addresses.githubRawBase;
     const std::optional<qint64> poll
         = ConfigDocument::parseWholeInteger(qEnvironmentVariable("VARNOOK_CONTROL_POLL_MS"));
     if (poll && *poll >= 0 && *poll <= 60000)

@@ -1,14 +1,12 @@
 #include "providers/providertest.h"
 #include "providers/testoutcome.h"
+#include "network/request.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QMetaObject>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QPointer>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -16,41 +14,19 @@ namespace Providers {
 
 namespace {
 
-// Qt reports HTTP error statuses as reply errors too (401 becomes AuthenticationRequiredError,
-// 400 ProtocolInvalidOperationError, 500 InternalServerError …). Those are answers from the
-// server. Network-layer and proxy errors (codes below 200) and a broken transfer are not, even
-// when a status line had already arrived: a body that stalls after the headers is a time-out.
-bool isTransportFailure(const QNetworkReply &reply, bool hasStatus)
+// The page's line for each way a test can end. Only a status from 200 to 299 is a success; an
+// answer that is not HTTP reads as status 0.
+TestOutcome outcomeOf(const Net::Outcome &outcome, const QString &model)
 {
-    const QNetworkReply::NetworkError error = reply.error();
-    if (error == QNetworkReply::NoError)
-        return false;
-    if (!hasStatus)
-        return true;
-    return int(error) < 200 || error == QNetworkReply::ProtocolFailure;
-}
-
-QString transportDescription(const QNetworkReply &reply)
-{
-    // The only abort of our own happens when the caller goes away, and then nobody hears the
-    // outcome; a cancelled reply that is heard from was stopped by the transfer time-out. Qt
-    // describes that as "Operation canceled", which reads as if the user had pressed something.
-    if (reply.error() == QNetworkReply::OperationCanceledError)
-        return u"Request timed out"_s;
-    return reply.errorString();
-}
-
-TestOutcome outcomeOf(const QNetworkReply &reply, const QString &model)
-{
-    const QVariant statusAttribute = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    const bool hasStatus = statusAttribute.isValid();
-    if (isTransportFailure(reply, hasStatus))
-        return {false, model + u": "_s + transportDescription(reply)};
-    // A reply without a status line did not come from an HTTP server.
-    const int status = hasStatus ? statusAttribute.toInt() : 0;
-    if (status >= 200 && status <= 299)
-        return {true, model + u": reachable (HTTP "_s + QString::number(status) + u")"_s};
-    return {false, model + u": HTTP "_s + QString::number(status)};
+    switch (outcome.ending) {
+    case Net::Ending::Answered:
+        if (outcome.succeeded())
+            return {true,
+                    model + u": reachable (HTTP "_s + QString::number(outcome.status) + u")"_s};
+        return {false, model + u": HTTP "_s + QString::number(outcome.status)};
+    case Net::Ending::NotHttp: return {false, model + u": HTTP 0"_s};
+    default: return {false, model + u": "_s + outcome.text};
+    }
 }
 
 } // namespace
@@ -92,30 +68,20 @@ void testProvider(QNetworkAccessManager *network, int timeoutMs, QObject *contex
         return;
     }
 
-    // No scheme check on purpose: a URL without one ("", "/chat/completions",
-    // "api.example.com/v1/…") or with one other than http(s) parses, and Qt then refuses to
-    // post it ("Protocol "" is unknown"), so nothing leaves the machine and the user reads why.
+    // A URL without an http(s) scheme ("", "/chat/completions", "api.example.com/v1/…")
+    // parses, but is never sent: the user reads why ("Protocol "" is unknown").
     QNetworkRequest request(url);
     request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
     if (!apiKey.isEmpty())
         request.setRawHeader(QByteArrayLiteral("Authorization"), "Bearer " + apiKey.toUtf8());
-    request.setTransferTimeout(timeoutMs > 0 ? timeoutMs : defaultTestTimeout);
-
-    QNetworkReply *reply = network->post(request, pingBody(model));
-    QObject::connect(context, &QObject::destroyed, reply, &QNetworkReply::abort);
-    const QPointer<QObject> receiver(context);
-    QObject::connect(reply, &QNetworkReply::finished, reply,
-                     [reply, receiver, model, completion = std::move(completion)] {
-                         reply->deleteLater();
-                         if (!receiver)
-                             return;
-                         const TestOutcome outcome = outcomeOf(*reply, model);
-                         // Runs at once when the network lives on the caller's thread, which is
-                         // the main thread in this program.
-                         QMetaObject::invokeMethod(receiver.data(), [completion, outcome] {
-                             completion(outcome.ok, outcome.message);
-                         });
-                     });
+    Net::Limits limits = Net::providerTestLimits;
+    if (timeoutMs > 0)
+        limits.deadlineMs = timeoutMs;
+    Net::send(network, context, Net::Method::Post, request, pingBody(model), limits,
+              [model, completion = std::move(completion)](const Net::Outcome &outcome) {
+                  const TestOutcome result = outcomeOf(outcome, model);
+                  completion(result.ok, result.message);
+              });
 }
 
 } // namespace Providers

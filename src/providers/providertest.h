@@ -14,7 +14,8 @@ namespace Providers {
 // line shown to the user, which always begins with the model id that was tested.
 using TestCompletion = std::function<void(bool ok, const QString &message)>;
 
-// How long a test waits without any bytes moving before it gives up.
+// How long a whole test may take, from sending to the status line, however slowly the
+// server answers.
 inline constexpr int defaultTestTimeout = 20000; // ms
 
 // The chat-completions location of an OpenAI-compatible provider: the base URL with
@@ -27,7 +28,8 @@ QUrl chatCompletionsUrl(const QString &baseURL);
 QByteArray pingBody(const QString &model);
 
 // Sends one minimal chat-completion request and reports whether the provider answered with a
-// success status. The response body is never read. `completion` runs exactly once, on the
+// success status. The request stops as soon as the status line and headers are in: the
+// response body is never read. `completion` runs exactly once, on the
 // thread of `context`, and never before this function has returned; it does not run at all when
 // `context` is destroyed first (the request is then aborted). `network` must not be null; a
 // `timeoutMs` of zero or less means the default.

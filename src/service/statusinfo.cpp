@@ -8,6 +8,8 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
+
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
@@ -170,16 +172,37 @@ QString formatCount(qint64 n)
 
 QString runningLabel(const StatusInfo &status)
 {
-    const QStringList handles = ConfigDocument::commaList(status.botHandle);
+    // The comma-list rule (split at ",", trim blanks and tabs, drop empty pieces), read in
+    // place: only the first two handles are shown and the others only counted, so that a
+    // service running many thousands of bots costs one pass over the text and nothing more.
+    const QStringView handles(status.botHandle);
     QStringList labels;
-    labels.reserve(handles.size());
-    for (qsizetype i = 0; i < handles.size(); ++i) {
-        const QString nickname = status.botNicknames.value(i);
-        labels.append(nickname.isEmpty() ? u'@' + handles.at(i) : nickname);
+    qsizetype count = 0;
+    qsizetype start = 0;
+    while (start <= handles.size()) {
+        qsizetype end = handles.indexOf(u',', start);
+        if (end < 0)
+            end = handles.size();
+        qsizetype first = start;
+        qsizetype last = end;
+        while (first < last && (handles.at(first) == u' ' || handles.at(first) == u'\t'))
+            ++first;
+        while (last > first && (handles.at(last - 1) == u' ' || handles.at(last - 1) == u'\t'))
+            --last;
+        if (first < last) {
+            if (count < 2) {
+                const QString nickname = status.botNicknames.value(count);
+                labels.append(nickname.isEmpty()
+                                  ? u'@' + handles.sliced(first, last - first).toString()
+                                  : nickname);
+            }
+            ++count;
+        }
+        start = end + 1;
     }
-    QString label = labels.mid(0, 2).join(u", "_s);
-    if (labels.size() > 2)
-        label += u" ... +"_s + QString::number(labels.size() - 2) + u" more"_s;
+    QString label = labels.join(u", "_s);
+    if (count > 2)
+        label += u" ... +"_s + QString::number(count - 2) + u" more"_s;
     return label;
 }
 
@@ -190,14 +213,23 @@ QString tokensLabel(const StatusInfo &status)
 
 QString requestsByBotLabel(const StatusInfo &status)
 {
+    return requestsByBotLabel(status, status.requestsByBot.size());
+}
+
+QString requestsByBotLabel(const StatusInfo &status, qsizetype shownBots)
+{
+    const qsizetype shown = std::clamp(shownBots, qsizetype(0), status.requestsByBot.size());
     QStringList entries;
-    entries.reserve(status.requestsByBot.size());
-    for (qsizetype i = 0; i < status.requestsByBot.size(); ++i) {
+    entries.reserve(shown);
+    for (qsizetype i = 0; i < shown; ++i) {
         const QString nickname = status.botNicknames.value(i);
         const QString name = nickname.isEmpty() ? u"bot "_s + QString::number(i + 1) : nickname;
         entries.append(name + u": "_s + QString::number(status.requestsByBot.at(i)));
     }
-    return entries.join(u" · "_s);
+    QString label = entries.join(u" · "_s);
+    if (shown < status.requestsByBot.size())
+        label += u" ... +"_s + QString::number(status.requestsByBot.size() - shown) + u" more"_s;
+    return label;
 }
 
 QString statusLineText(const StatusInfo &status)

@@ -28,8 +28,9 @@ struct StatusInfo {
 // The file name the bot service writes its status under, beside the configuration file.
 inline constexpr QLatin1StringView statusFileName{"varnook-status.json"};
 
-// A status file is a few hundred bytes; anything beyond this is not one and is not read.
-inline constexpr qint64 statusFileSizeLimit = 32 * 1024 * 1024;
+// A status file is a few hundred bytes; anything beyond this is not one and is not read, like
+// an unreadable file: the status read before stays.
+inline constexpr qint64 statusFileSizeLimit = 1024 * 1024;
 
 // The status file that lies beside the configuration file.
 QString statusFilePath(const QString &configPath);
@@ -53,6 +54,9 @@ QString formatCount(qint64 n);
 QString runningLabel(const StatusInfo &status);
 QString tokensLabel(const StatusInfo &status);
 QString requestsByBotLabel(const StatusInfo &status);
+// The same for the first `shownBots` bots at most, followed by " ... +N more" for the others:
+// the Model page shows this, so that a service with thousands of bots gives it one short line.
+QString requestsByBotLabel(const StatusInfo &status, qsizetype shownBots);
 
 // Texts of the status rows of the Model page.
 QString statusLineText(const StatusInfo &status);      // "Stopped", "Running", "Running as …"

@@ -3,17 +3,14 @@
 #include "config/settingsmodel.h"
 
 #include "config/configdocument.h"
+#include "network/request.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
 #include <QNetworkRequest>
-#include <QTimer>
-
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -81,64 +78,28 @@ std::optional<RegistryEntry> catalogEntry(const QString &path, const QString &so
 
 // GETs `url` and hands the body to `done` on the main thread, with the HTTP status, or with
 // status 0 and no body when anything went wrong: a transport error, an HTTP status outside
-// 2xx, a body larger than downloadLimit() (the reply is aborted as soon as that is known) or
-// no complete answer within downloadTimeout().
+// 2xx, a body over its limit (the request stops as soon as that is known: from the announced
+// length or while reading) or no complete answer within downloadTimeout(). GitHub's JSON
+// replies may take apiReplyLimit() bytes, every other download downloadLimit().
 void SettingsModel::fetch(const QUrl &url, std::function<void(int, const QByteArray &)> done)
 {
-    // Only the network: a file: or qrc: address must never copy local files into the folder.
-    if (!url.isValid() || (url.scheme() != u"https" && url.scheme() != u"http")) {
-        QTimer::singleShot(0, this, [done = std::move(done)] { done(0, {}); });
-        return;
-    }
     QNetworkRequest request(url);
-    // GitHub refuses requests without a User-Agent and asks REST clients for its media type.
-    request.setHeader(QNetworkRequest::UserAgentHeader,
-                      QByteArrayLiteral("varnook-settings/" VARNOOK_VERSION));
-    if (QUrl(m_githubApiBase).isParentOf(url)) {
+    const bool api = QUrl(m_githubApiBase).isParentOf(url);
+    // GitHub refuses requests without a User-Agent (the helper sets ours) and asks REST
+    // clients for its media type.
+    if (api) {
         request.setRawHeader("Accept", "application/vnd.github+json");
         request.setRawHeader("X-GitHub-Api-Version", "2022-11-28");
     }
-    QNetworkReply *reply = network()->get(request);
-
-    struct Transfer {
-        QByteArray body;
-        bool tooLarge = false;
-    };
-    auto transfer = std::make_shared<Transfer>();
-    const qint64 limit = m_downloadLimit;
-    connect(reply, &QNetworkReply::metaDataChanged, reply, [reply, transfer, limit] {
-        const QVariant length = reply->header(QNetworkRequest::ContentLengthHeader);
-        if (length.isValid() && length.toLongLong() > limit) {
-            transfer->tooLarge = true;
-            reply->abort();
-        }
-    });
-    connect(reply, &QNetworkReply::readyRead, reply, [reply, transfer, limit] {
-        transfer->body.append(reply->readAll());
-        if (transfer->body.size() > limit) {
-            transfer->tooLarge = true;
-            reply->abort();
-        }
-    });
-    // A whole-transfer deadline rather than an idle time-out, so that a server dribbling one
-    // byte at a time cannot keep the request alive either.
-    auto *deadline = new QTimer(reply);
-    deadline->setSingleShot(true);
-    connect(deadline, &QTimer::timeout, reply, &QNetworkReply::abort);
-    deadline->start(m_downloadTimeout);
-
-    // The reply cleans up after itself even when the model is gone before it finishes.
-    connect(reply, &QNetworkReply::finished, reply, &QObject::deleteLater);
-    connect(reply, &QNetworkReply::finished, this, [reply, transfer, done = std::move(done)] {
-        const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-        if (reply->error() != QNetworkReply::NoError || transfer->tooLarge || status < 200
-            || status > 299) {
-            done(0, {});
-            return;
-        }
-        transfer->body.append(reply->readAll());
-        done(status, transfer->body);
-    });
+    const Net::Limits limits{m_downloadTimeout, api ? m_apiReplyLimit : m_downloadLimit};
+    Net::send(network(), this, Net::Method::Get, request, {}, limits,
+              [done = std::move(done)](const Net::Outcome &outcome) {
+                  if (!outcome.succeeded()) {
+                      done(0, {});
+                      return;
+                  }
+                  done(outcome.status, outcome.body);
+              });
 }
 
 // ---- GitHub search -------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 #include "analytics/analytics.h"
 #include "config/configdocument.h"
 #include "config/settingsmodel.h"
+#include "network/addresses.h"
 #include "service/dbustransport.h"
 
 #include <QApplication>
@@ -73,9 +74,12 @@ void SettingsApp::launch(const QStringList &arguments)
     m_configPath = configPathFromArguments(arguments);
     // 4. The one window; it outlives every close.
     m_window = std::make_unique<MainWindow>();
-    // 5. The model, which loads the file.
-    m_model
-        = std::make_unique<SettingsModel>(m_configPath, ModelEnvironment{m_transport, m_network});
+    // 5. The model, which loads the file. The outside addresses are the build's, or those the
+    // environment names instead, as for varnookctl.
+    const OutsideAddresses addresses = OutsideAddresses::fromEnvironment();
+    m_model = std::make_unique<SettingsModel>(
+        m_configPath,
+        ModelEnvironment{m_transport, m_network, addresses.githubApiBase, addresses.githubRawBase});
     // 6. The content.
     m_window->setContentView(new ContentView(m_model.get()));
     // 7. Centred, in front, active.

@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QJsonObject>
+#include <QSet>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -70,7 +71,7 @@ private Q_SLOTS:
         QCOMPARE(network.asked().size(), 1);
     }
 
-    void onlyTheContentTypeHeaderIsSetByUs()
+    void onlyTheContentTypeAndUserAgentHeadersAreSetByUs()
     {
         LoopbackNetwork network(m_postHog.port());
         QVERIFY(sender(m_postHog.host()).capture(u"settings_launch"_s, &network));
@@ -78,8 +79,27 @@ private Q_SLOTS:
         const LoopbackNetwork::Asked &asked = network.asked().constFirst();
         QCOMPARE(asked.operation, QNetworkAccessManager::PostOperation);
         QCOMPARE(asked.url, QUrl(m_postHog.host() + u"/capture/"_s));
-        QCOMPARE(asked.request.rawHeaderList(), QList<QByteArray>{"Content-Type"});
+        QCOMPARE(asked.request.rawHeaderList(), (QList<QByteArray>{"Content-Type", "User-Agent"}));
+        QCOMPARE(asked.request.rawHeader("User-Agent"),
+                 QByteArray("varnook-settings/" VARNOOK_VERSION));
         QTRY_COMPARE(m_postHog.requests().size(), 1);
+    }
+
+    // On the wire: our two headers, and only those Qt's HTTP client always adds.
+    void captureRequestCarriesNoAvoidableHeader()
+    {
+        LoopbackNetwork network(m_postHog.port());
+        QVERIFY(sender(m_postHog.host()).capture(u"settings_launch"_s, &network));
+        QTRY_COMPARE(m_postHog.requests().size(), 1);
+        const RecordedRequest &request = m_postHog.requests().constFirst();
+        QCOMPARE(request.header("User-Agent"), QByteArray("varnook-settings/" VARNOOK_VERSION));
+        const QSet<QByteArray> unavoidable{"host",       "content-type",    "content-length",
+                                           "user-agent", "accept-encoding", "accept-language",
+                                           "connection"};
+        for (const auto &[name, value] : request.headers)
+            QVERIFY2(unavoidable.contains(name.toLower()), name.constData());
+        QVERIFY(!request.hasHeader("Cookie"));
+        QVERIFY(!request.hasHeader("Authorization"));
     }
 
     void eventNameTravelsAsGiven()

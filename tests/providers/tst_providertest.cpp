@@ -2,6 +2,7 @@
 
 #include "support/fakeposthog.h"
 #include "support/fakeproviderserver.h"
+#include "support/hostileserver.h"
 #include "support/silentserver.h"
 #include "support/waits.h"
 
@@ -333,16 +334,111 @@ private Q_SLOTS:
         QVERIFY2(longestGap < timeout / 2, qPrintable(u"longest gap %1 ms"_s.arg(longestGap)));
     }
 
-    void bodyThatStallsAfterTheStatusIsATimeout()
+    // The test stops at the status line: a body that stalls after it is never waited for.
+    void bodyThatStallsAfterTheStatusIsNotWaitedFor()
     {
         SilentServer stalling;
         QVERIFY(stalling.listen());
         stalling.setPrelude("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n"
                             "Content-Length: 100\r\n\r\n{\"id\":");
-        const auto heard = run(stalling.url(u"/v1"_s), u"sk"_s, u"m"_s, 400);
+        QElapsedTimer clock;
+        clock.start();
+        const auto heard = run(stalling.url(u"/v1"_s), u"sk"_s, u"m"_s, 5000);
         QCOMPARE(stalling.connectionCount(), 1);
+        QCOMPARE(heard->ok, true);
+        QCOMPARE(heard->message, u"m: reachable (HTTP 200)"_s);
+        QVERIFY2(clock.elapsed() < 4000, qPrintable(QString::number(clock.elapsed())));
+    }
+
+    void endlessBodyAfterA200IsReachableWithoutReadingIt()
+    {
+        HostileServer endless(HostileServer::Mode::EndlessBody);
+        QElapsedTimer clock;
+        clock.start();
+        const auto heard = run(endless.url(u"/v1"_s), u"sk"_s, u"m"_s, 20000);
+        QCOMPARE(heard->ok, true);
+        QCOMPARE(heard->message, u"m: reachable (HTTP 200)"_s);
+        QVERIFY2(clock.elapsed() < 5000, qPrintable(QString::number(clock.elapsed())));
+        // The client hung up instead of reading on.
+        QTRY_COMPARE_WITH_TIMEOUT(endless.openConnections(), 0, 10000);
+        QVERIFY2(endless.bytesSent() < 16 * 1024 * 1024,
+                 qPrintable(QString::number(endless.bytesSent())));
+    }
+
+    void endlessChunkedErrorBodyGivesItsStatus()
+    {
+        HostileServer endless(HostileServer::Mode::Reply);
+        endless.setAnswer("HTTP/1.1 503 Service Unavailable\r\nTransfer-Encoding: chunked\r\n\r\n"
+                          "10\r\n0123456789abcdef\r\n");
+        const auto heard = run(endless.url(u"/v1"_s), u"sk"_s, u"m"_s, 5000);
+        QCOMPARE(heard->ok, false);
+        QCOMPARE(heard->message, u"m: HTTP 503"_s);
+    }
+
+    // The deadline is for the whole test, not the longest silence: a provider that sends its
+    // answer one byte at a time (one every 100 ms against a deadline of 1.2 s, as one every 5 s
+    // would be against the real 20 s) is given up at the deadline.
+    void trickledAnswerEndsAtTheDeadline()
+    {
+        HostileServer trickle(HostileServer::Mode::Trickle);
+        trickle.setAnswer("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\n\r\n{}");
+        trickle.setTrickleInterval(100);
+        const int deadline = 1200;
+        QElapsedTimer clock;
+        clock.start();
+        const auto heard = run(trickle.url(u"/v1"_s), u"sk"_s, u"m"_s, deadline);
+        const qint64 waited = clock.elapsed();
         QCOMPARE(heard->ok, false);
         QCOMPARE(heard->message, u"m: Request timed out"_s);
+        QVERIFY2(waited >= deadline * 9 / 10, qPrintable(QString::number(waited)));
+        QVERIFY2(waited < deadline + 5000, qPrintable(QString::number(waited)));
+    }
+
+    void serverAnsweringInAnotherProtocolGivesHttpZero_data()
+    {
+        QTest::addColumn<int>("mode");
+        QTest::addColumn<QByteArray>("answer");
+        QTest::newRow("ssh banner")
+            << int(HostileServer::Mode::Reply) << QByteArray("SSH-2.0-OpenSSH_9.2p1 Debian-2\r\n");
+        QTest::newRow("banner, then closed")
+            << int(HostileServer::Mode::ReplyAndClose) << QByteArray("220 smtp.example ESMTP\r\n");
+        QTest::newRow("closed without answer")
+            << int(HostileServer::Mode::ReplyAndClose) << QByteArray();
+    }
+
+    void serverAnsweringInAnotherProtocolGivesHttpZero()
+    {
+        QFETCH(int, mode);
+        QFETCH(QByteArray, answer);
+        HostileServer server(static_cast<HostileServer::Mode>(mode));
+        server.setAnswer(answer);
+        const auto heard = run(server.url(u"/v1"_s), u"sk"_s, u"m"_s, 5000);
+        // Qt's HTTP client sends a request again (a few times at most) when the connection
+        // ends before a status line; the server did hear it.
+        QVERIFY(server.requests() >= 1);
+        QCOMPARE(heard->ok, false);
+        QCOMPARE(heard->message, u"m: HTTP 0"_s);
+    }
+
+    void requestCarriesTheProgramsUserAgent()
+    {
+        run(m_server.url(u"/v1"_s), u"sk"_s, u"m"_s);
+        QCOMPARE(m_server.requests().size(), 1);
+        QCOMPARE(m_server.requests().constFirst().header("User-Agent"),
+                 QByteArray("varnook-settings/" VARNOOK_VERSION));
+    }
+
+    void redirectIsReportedAndNotFollowed()
+    {
+        HostileServer redirecting(HostileServer::Mode::ReplyAndClose);
+        redirecting.setAnswer("HTTP/1.1 307 Temporary Redirect\r\nLocation: "
+                              + m_server.url(u"/v1/chat/completions"_s).toUtf8()
+                              + "\r\nContent-Length: 0\r\n\r\n");
+        const auto heard = run(redirecting.url(u"/v1"_s), u"sk"_s, u"m"_s);
+        QCOMPARE(heard->ok, false);
+        QCOMPARE(heard->message, u"m: HTTP 307"_s);
+        QTest::qWait(100);
+        QVERIFY(m_server.requests().isEmpty());
     }
 
     void responseThatIsNotHttpGivesHttpZero()

@@ -242,6 +242,17 @@ private Q_SLOTS:
         QCOMPARE(requestsByBotLabel(status), u"Trading: 12 · bot 2: 3 · bot 3: 1500"_s);
     }
 
+    void pageBreakdownNamesTheFirstBotsAndCountsTheRest()
+    {
+        StatusInfo status;
+        status.botNicknames = {u"Trading"_s, QString()};
+        status.requestsByBot = {12, 3, 4, 5};
+        QCOMPARE(requestsByBotLabel(status, 2), u"Trading: 12 · bot 2: 3 ... +2 more"_s);
+        QCOMPARE(requestsByBotLabel(status, 4), requestsByBotLabel(status));
+        QCOMPARE(requestsByBotLabel(status, 10), u"Trading: 12 · bot 2: 3 · bot 3: 4 · bot 4: 5"_s);
+        QCOMPARE(requestsByBotLabel(StatusInfo{}, 2), QString());
+    }
+
     void tokensLineUsesCompactCounts()
     {
         StatusInfo status;

@@ -7,6 +7,7 @@
 #include "skills/skillfile.h"
 
 #include "support/fakegithub.h"
+#include "support/hostileserver.h"
 #include "support/silentserver.h"
 #include "support/testsupport.h"
 
@@ -204,6 +205,64 @@ private Q_SLOTS:
         // The client went away instead of reading on until the time-out.
         QTRY_COMPARE_WITH_TIMEOUT(endless.openConnections(), 0, timeout);
         QVERIFY(endless.bytesSent() < 64 * 1024 * 1024);
+    }
+
+    void endlessChunkedDownloadStopsAtTheCap()
+    {
+        HostileServer endless(HostileServer::Mode::EndlessChunked);
+        Setup s(QString(), endless.url());
+        // The real cap and deadline: the cap must end it long before the deadline would.
+        QCOMPARE(s.model->downloadLimit(), qint64(4) * 1024 * 1024);
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(s.refuses(
+            [&] { s.model->install(SkillCatalog::skillRegistry(endless.url()).constFirst()); }));
+        QVERIFY2(clock.elapsed() < 20000, qPrintable(QString::number(clock.elapsed())));
+        QVERIFY(!QFileInfo::exists(s.skillsPath()));
+        QTRY_COMPARE_WITH_TIMEOUT(endless.openConnections(), 0, timeout);
+        QVERIFY2(endless.bytesSent() < 32 * 1024 * 1024,
+                 qPrintable(QString::number(endless.bytesSent())));
+    }
+
+    // One byte every 20 ms never leaves the connection idle; the deadline covers the whole
+    // download (1.5 s here, standing in for the real 30 s).
+    void trickledDownloadEndsAtTheDeadline()
+    {
+        HostileServer trickle(HostileServer::Mode::Trickle);
+        trickle.setAnswer("HTTP/1.1 200 OK\r\nContent-Length: 100000\r\n\r\n# Slow\n"
+                          + QByteArray(100000 - 7, 's'));
+        trickle.setTrickleInterval(20);
+        Setup s(QString(), trickle.url());
+        s.model->setDownloadTimeout(1500);
+        QElapsedTimer clock;
+        clock.start();
+        QVERIFY(s.refuses(
+            [&] { s.model->install(SkillCatalog::skillRegistry(trickle.url()).constFirst()); }));
+        const qint64 waited = clock.elapsed();
+        QVERIFY2(waited >= 1350 && waited < 6500, qPrintable(QString::number(waited)));
+        QVERIFY(trickle.bytesSent() > 50);
+        QVERIFY(!QFileInfo::exists(s.skillsPath()));
+    }
+
+    // GitHub's JSON replies have a cap of their own, larger than a skill file's.
+    void treeReplyLargerThanASkillFileIsListed()
+    {
+        Setup s;
+        QStringList paths;
+        for (int i = 0; i < 60000; ++i)
+            paths.append(u"docs/a-rather-long-folder-name/and-another-one/file-"_s
+                         + QString::number(i) + u".txt"_s);
+        paths.append(u"skills/ok/SKILL.md"_s);
+        const QByteArray tree = FakeGithub::tree(paths);
+        QVERIFY(tree.size() > s.model->downloadLimit());
+        QVERIFY(tree.size() < s.model->apiReplyLimit());
+        s.github.serveApi(u"/repos/anthropics/skills"_s,
+                          FakeGithub::repositoryInfo(u"anthropics/skills"_s, u"main"_s));
+        s.github.serveApi(u"/repos/anthropics/skills/git/trees/main"_s, tree);
+        s.model->loadFullCatalog();
+        QTRY_VERIFY_WITH_TIMEOUT(!s.model->catalogLoading(), timeout);
+        QVERIFY(!s.model->catalogError());
+        QCOMPARE(namesOf(s.model->catalogEntries()), QStringList{u"ok"_s});
     }
 
     void hugeTreeReplyIsAListingError()

@@ -24,6 +24,11 @@ namespace {
 
 const QString testingText = u"Testing connection…"_s;
 
+// The per-bot breakdown names this many bots and counts the rest: a wrapped label lays its
+// whole text out several times per size request, so a status file listing thousands of bots
+// would otherwise hold up the window for seconds.
+constexpr qsizetype breakdownBots = 20;
+
 // The smallest caption style, for the per-bot breakdown under the request count.
 QFont breakdownFont(const QFont &base)
 {
@@ -146,7 +151,7 @@ void ModelSection::buildStatus()
                     provider->setValue(primaryProviderText(status));
                     backups->setValue(backupModelsText(status));
                     requests->setValue(requestsText(status));
-                    perBot->setText(requestsByBotLabel(status));
+                    perBot->setText(requestsByBotLabel(status, breakdownBots));
                     tokens->setValue(tokensUsedText(status));
                     updatePerBot();
                 });

@@ -1,0 +1,25 @@
+#include "network/addresses.h"
+
+namespace {
+
+QString overridden(const char *variable, const QString &compiled)
+{
+    const QString value = qEnvironmentVariable(variable);
+    return value.isEmpty() ? compiled : value;
+}
+
+} // namespace
+
+OutsideAddresses OutsideAddresses::compiled()
+{
+    return {QStringLiteral(VARNOOK_GITHUB_API_BASE), QStringLiteral(VARNOOK_GITHUB_RAW_BASE),
+            QStringLiteral(VARNOOK_POSTHOG_HOST)};
+}
+
+OutsideAddresses OutsideAddresses::fromEnvironment()
+{
+    const OutsideAddresses defaults = compiled();
+    return {overridden("VARNOOK_GITHUB_API_BASE", defaults.githubApiBase),
+            overridden("VARNOOK_GITHUB_RAW_BASE", defaults.githubRawBase),
+            overridden("VARNOOK_POSTHOG_HOST", defaults.posthogHost)};
+}
