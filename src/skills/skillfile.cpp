@@ -313,6 +313,11 @@ QString readText(const QString &path)
     const QByteArray bytes = file.readAll();
     if (file.error() != QFileDevice::NoError || bytes.size() > maxReadSize)
         return {};
+    return decode(bytes);
+}
+
+QString decode(const QByteArray &bytes)
+{
     // A file that is not valid UTF-8 cannot be read as UTF-8 text, which counts as unreadable.
     // Stateless, so that a sequence cut off at the end of the file is an error too instead of
     // being held back for more input that never comes.
