@@ -106,7 +106,7 @@ void SkillPreviewSheet::present(const QString &source, const QByteArray &bytes)
     const QString stem = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(m_entry.name))
                              .value_or(QString());
     const SkillPreview::Preview preview = SkillPreview::make(stem, source, bytes);
-    m_status->setText(u"Installs as "_s + preview.fileName + u", shown as:"_s);
+    m_status->setText(u"Installs as "_s + preview.fileName);
     m_title->setText(preview.title);
     m_description->setText(preview.description.isEmpty() ? u"(none)"_s : preview.description);
     m_source->setText(preview.source);
