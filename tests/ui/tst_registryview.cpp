@@ -379,6 +379,7 @@ private Q_SLOTS:
         open();
         typeSearch(u"pdf"_s);
         QCOMPARE(find<QPushButton>(u"entryPreview:pdf"_s)->text(), u"Preview"_s);
+        QCOMPARE(find<QPushButton>(u"entryPreview:pdf"_s)->accessibleName(), u"Preview PDF"_s);
         click(u"entryPreview:pdf"_s);
         SkillPreviewSheet *sheet = nullptr;
         QTRY_VERIFY_WITH_TIMEOUT((sheet = m_view->window()->findChild<SkillPreviewSheet *>()),

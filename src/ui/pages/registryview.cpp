@@ -65,7 +65,7 @@ QWidget *previewAndInstall(SettingsModel *model, const RegistryEntry &entry, con
     auto *preview = new QPushButton(u"Preview"_s);
     preview->setObjectName(key + u"Preview:"_s + entry.name);
     preview->setToolTip(u"Download this skill and look at it before installing"_s);
-    preview->setAccessibleName(u"Preview"_s);
+    preview->setAccessibleName(u"Preview "_s + entry.title);
     QObject::connect(preview, &QPushButton::clicked, preview, [model, entry, preview] {
         auto *sheet = new SkillPreviewSheet(model, entry, preview->window());
         sheet->setAttribute(Qt::WA_DeleteOnClose);
