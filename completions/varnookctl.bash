@@ -97,13 +97,13 @@ _varnookctl()
         ;;
     skills)
         case "${#words[@]}" in
-        1) COMPREPLY=($(compgen -W "list enable disable reset search catalog install delete add-source" -- "$cur")) ;;
+        1) COMPREPLY=($(compgen -W "list enable disable reset search catalog show install delete add-source" -- "$cur")) ;;
         2)
             case "${words[1]}" in
             enable | disable | delete)
                 COMPREPLY=($(compgen -W "$(varnookctl "${config[@]}" skills list 2>/dev/null | awk '/^  /{print $2}')" -- "$cur"))
                 ;;
-            install)
+            install | show)
                 COMPREPLY=($(compgen -W "$(varnookctl "${config[@]}" skills catalog 2>/dev/null | awk '$1 != "installed" {print $1}')" -- "$cur"))
                 ;;
             esac

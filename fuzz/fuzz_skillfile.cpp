@@ -1,16 +1,20 @@
 // Arbitrary bytes as a skill file in the skills folder. The record read from the file must be
 // the record parsed from its text, and both must agree with a straightforward reading of the
-// rules for the front matter, the headings and the description line.
+// rules for the front matter, the headings, the description line, fenced code blocks and
+// descriptions that go on over several front-matter lines.
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
 #include "fuzzcheck.h"
 
 #include <QFile>
+#include <QPair>
+#include <QRegularExpression>
 #include <QSet>
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <cstdint>
 
 using namespace Qt::Literals::StringLiterals;
@@ -48,7 +52,77 @@ QString trimQuotes(QString text)
     return text;
 }
 
-// The walk over the lines written the plain way, with whole-line copies and no views.
+int indentOf(const QString &piece)
+{
+    int n = 0;
+    while (n < piece.size() && isBlank(piece.at(n)))
+        ++n;
+    return n;
+}
+
+// Three or more backticks or tildes at the start of a trimmed line; for backticks, no backtick in
+// the rest of the line. Gives the fence's character and length, or length 0.
+QPair<QChar, int> fenceOf(const QString &line)
+{
+    if (!line.startsWith(u'`') && !line.startsWith(u'~'))
+        return {QChar(), 0};
+    const QChar mark = line.at(0);
+    int n = 0;
+    while (n < line.size() && line.at(n) == mark)
+        ++n;
+    if (n < 3 || (mark == u'`' && line.mid(n).contains(u'`')))
+        return {QChar(), 0};
+    return {mark, n};
+}
+
+bool closes(const QString &line, QChar mark, int length)
+{
+    int n = 0;
+    while (n < line.size() && line.at(n) == mark)
+        ++n;
+    return n >= length && line.mid(n).trimmed().isEmpty();
+}
+
+// Index of the quote that ends a quoted text opened before `from`, or -1.
+int endQuote(const QString &text, int from, QChar quote)
+{
+    for (int i = from; i < text.size(); ++i) {
+        if (quote == u'"' && text.at(i) == u'\\')
+            ++i;
+        else if (quote == u'\'' && text.mid(i, 2) == u"''"_s)
+            ++i;
+        else if (text.at(i) == quote)
+            return i;
+    }
+    return -1;
+}
+
+QString oneLine(const QString &value)
+{
+    QString text = trimQuotes(value);
+    if (!text.startsWith(u'\''))
+        return text;
+    while (text.startsWith(u'\''))
+        text.remove(0, 1);
+    while (text.endsWith(u'\''))
+        text.chop(1);
+    return text.replace(u"''"_s, u"'"_s);
+}
+
+bool isBlockHeader(const QString &value)
+{
+    // The indicators up to the first blank, then nothing or a comment.
+    static const QRegularExpression indicators(u"^[|>]([+-]?[1-9]?|[1-9][+-])$"_s);
+    qsizetype blank = 0;
+    while (blank < value.size() && !isBlank(value.at(blank)))
+        ++blank;
+    const QString rest = trimBlanks(value.mid(blank));
+    return indicators.match(value.left(blank)).hasMatch()
+           && (rest.isEmpty() || rest.startsWith(u'#'));
+}
+
+// The walk over the lines written the plain way, with whole-line copies, no views and looking
+// ahead for the lines a front-matter description goes on over.
 SkillInfo expected(const QString &name, const QString &text, const QSet<QString> &disabled)
 {
     SkillInfo info;
@@ -56,14 +130,54 @@ SkillInfo expected(const QString &name, const QString &text, const QSet<QString>
     info.title = SkillCatalog::titleFromName(name);
     bool inFrontMatter = false;
     bool headingSeen = false;
+    QChar fenceMark;
+    int fenceLength = 0;
     const QStringList lines = text.split(u'\n', Qt::SkipEmptyParts);
-    for (const QString &piece : lines) {
-        const QString line = trimBlanks(piece);
-        if (line == u"---"_s) {
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString line = trimBlanks(lines.at(i));
+        if (fenceLength > 0) {
+            if (closes(line, fenceMark, fenceLength))
+                fenceLength = 0;
+        } else if (line == u"---"_s) {
             inFrontMatter = !inFrontMatter;
         } else if (inFrontMatter) {
-            if (info.description.isEmpty() && line.toLower().startsWith(u"description:"_s))
-                info.description = trimQuotes(trimBlanks(line.mid(12)));
+            if (!info.description.isEmpty() || !line.toLower().startsWith(u"description:"_s))
+                continue;
+            const QString value = trimBlanks(line.mid(12));
+            const int keyIndent = indentOf(lines.at(i));
+            // The lines below that are indented more than the key (or blank), up to a "---".
+            QStringList more;
+            int next = i + 1;
+            const bool quoted = value.startsWith(u'"') || value.startsWith(u'\'');
+            const bool open = quoted && endQuote(value, 1, value.at(0)) < 0;
+            const bool goesOn = isBlockHeader(value) || open || (!quoted && !value.isEmpty());
+            bool closed = false;
+            while (goesOn && next < lines.size() && !closed) {
+                const QString below = trimBlanks(lines.at(next));
+                if (below == u"---"_s
+                    || (!below.isEmpty() && indentOf(lines.at(next)) <= keyIndent))
+                    break;
+                if (!below.isEmpty()) {
+                    more.append(below);
+                    closed = open && endQuote(below, 0, value.at(0)) >= 0;
+                }
+                ++next;
+            }
+            if (isBlockHeader(value)) {
+                info.description = more.join(u' ');
+            } else if (open && closed) {
+                QString joined = (QStringList{value} + more).join(u' ');
+                joined = joined.mid(1, endQuote(joined, 1, value.at(0)) - 1);
+                info.description = value.at(0) == u'\'' ? joined.replace(u"''"_s, u"'"_s) : joined;
+            } else if (open) {
+                info.description = oneLine(value);
+            } else {
+                info.description = (QStringList{oneLine(value)} + more).join(u' ');
+            }
+            i = next - 1;
+        } else if (const auto fence = fenceOf(line); fence.second > 0) {
+            fenceMark = fence.first;
+            fenceLength = fence.second;
         } else if (line.startsWith(u"# "_s)) {
             info.title = trimBlanks(line.mid(2));
             headingSeen = true;
@@ -75,6 +189,14 @@ SkillInfo expected(const QString &name, const QString &text, const QSet<QString>
     info.group = SkillCatalog::groupOf(name);
     info.origin = SkillCatalog::isRegistry(name) ? u"registry"_s : u"builtin"_s;
     return info;
+}
+
+// True when every blank-separated word of `part` occurs in `text`.
+bool wordsFrom(const QString &part, const QString &text)
+{
+    const QStringList words = part.split(u' ', Qt::SkipEmptyParts);
+    return std::all_of(words.begin(), words.end(),
+                       [&](const QString &word) { return text.contains(word); });
 }
 
 } // namespace
@@ -113,7 +235,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     // What the window shows always comes out of the file (or the name) and is one line.
     FUZZ_CHECK(!fromText.title.contains(u'\n') && !fromText.description.contains(u'\n'));
-    FUZZ_CHECK(fromText.description.isEmpty() || text.contains(fromText.description));
+    // A description that goes on over several lines is joined with blanks, so only its words
+    // are sure to be in the text, apart from a single-quoted text's "''".
+    FUZZ_CHECK(wordsFrom(QString(fromText.description).replace(u'\'', u' '),
+                         QString(text).replace(u'\'', u' ')));
     FUZZ_CHECK(fromText.title == SkillCatalog::titleFromName(name)
                || text.contains(fromText.title));
     FUZZ_CHECK(SkillCatalog::skillGroups().contains(fromText.group));

@@ -203,6 +203,15 @@ public:
     void addSource();
     void install(const RegistryEntry &entry);
     void installSearchResult(const RegistryEntry &entry);
+    // Downloads what install(entry), or installSearchResult(entry) for a search result, would
+    // write, with the same requests and limits, and hands it to `done` on the main thread unless
+    // `context` is gone by then: the address it came from and the bytes, or an empty address
+    // when the download failed. Nothing is written.
+    void download(const RegistryEntry &entry, QObject *context,
+                  std::function<void(const QString &source, const QByteArray &bytes)> done);
+    // Writes bytes that download() brought as install would write them, lists the folder again
+    // and reports installFinished, so what was previewed is exactly what is installed.
+    void installDownloaded(const RegistryEntry &entry, const QByteArray &bytes);
     bool deleteSkill(const QString &name);
     bool isInstalled(const QString &name) const;
     int downloadTimeout() const { return m_downloadTimeout; }

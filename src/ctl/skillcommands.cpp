@@ -7,7 +7,9 @@
 #include "skills/registrylisting.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
+#include "skills/skillpreview.h"
 
+#include <QEventLoop>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonObject>
@@ -249,7 +251,7 @@ int runCatalog(CommandContext &context)
     bool complete = true;
     if (context.isSet(u"full"_s)) {
         complete = loadFullCatalog(context);
-        entries += model.catalogEntries();
+        entries = SkillCatalog::withLoadedEntries(model.githubRawBase(), model.catalogEntries());
     }
     // The Registry page's list: filtered by the search text, in title order.
     entries = RegistryListing::filtered(entries, context.argument(0));
@@ -276,65 +278,147 @@ int runCatalog(CommandContext &context)
     return complete ? ExitCode::ok : ExitCode::failed;
 }
 
+// The entry NAME stands for: a name `skills catalog --full` prints (the fixed catalogue first,
+// then the skills folders of the sources, nested names such as a/b included), or a GitHub
+// repository as owner/repo or github:owner/repo. An owner/repo that is also a name of the
+// loaded catalogue is the catalogue's entry; github:owner/repo always means the repository.
+// Prints the reason and gives the exit code when there is no such entry.
+struct Resolved {
+    std::optional<RegistryEntry> entry;
+    bool repository = false;
+    int exitCode = ExitCode::ok;
+};
+
+Resolved resolve(CommandContext &context, const QString &name)
+{
+    Output &out = context.out();
+    SettingsModel &model = context.model();
+    auto findIn = [&](const QList<RegistryEntry> &entries) -> std::optional<RegistryEntry> {
+        for (const RegistryEntry &e : entries) {
+            if (e.name == name)
+                return e;
+        }
+        return std::nullopt;
+    };
+    auto repository = [&](const QString &fullName) -> Resolved {
+        const QStringList parts = fullName.split(u'/');
+        if (parts.size() != 2 || !SkillFile::installStem(fullName)) {
+            out.fail(ExitCode::badInput, u"\""_s + Output::plain(name)
+                                             + u"\" is not a GitHub repository (owner/repo)"_s);
+            return {std::nullopt, false, ExitCode::badInput};
+        }
+        return {RegistryEntry{RegistryEntry::searchResultName(fullName), parts.last(), QString(),
+                              QString()},
+                true, ExitCode::ok};
+    };
+
+    if (RegistryEntry::isSearchResultName(name))
+        return repository(RegistryEntry::withoutSearchPrefix(name));
+    if (context.isSet(u"catalog"_s)) {
+        if (!loadFullCatalog(context))
+            return {std::nullopt, false, ExitCode::failed};
+        if (auto entry = findIn(
+                SkillCatalog::withLoadedEntries(model.githubRawBase(), model.catalogEntries())))
+            return {entry, false, ExitCode::ok};
+    } else if (auto entry = findIn(SkillCatalog::skillRegistry(model.githubRawBase()))) {
+        return {entry, false, ExitCode::ok};
+    } else if (name.contains(u'/')) {
+        // Nested catalogue names hold "/" like repositories do: the loaded catalogue decides.
+        // A source that cannot be read only matters when the name is found nowhere.
+        model.loadFullCatalog();
+        context.session().waitUntil(&SettingsModel::catalogLoadingChanged,
+                                    [&] { return !model.catalogLoading(); });
+        if (auto found = findIn(model.catalogEntries()))
+            return {found, false, ExitCode::ok};
+        return repository(name);
+    }
+    out.fail(ExitCode::badInput, u"no skill called \""_s + Output::plain(name)
+                                     + u"\" in the catalogue; varnookctl skills catalog lists it, "
+                                       "owner/repo installs from a GitHub repository"_s);
+    return {std::nullopt, false, ExitCode::badInput};
+}
+
 int runInstall(CommandContext &context)
 {
     Output &out = context.out();
     SettingsModel &model = context.model();
     const QString name = context.argument(0);
-
-    std::optional<RegistryEntry> entry;
-    bool repository = false;
-    if (context.isSet(u"catalog"_s)) {
-        if (!loadFullCatalog(context))
-            return ExitCode::failed;
-        for (const RegistryEntry &e : model.catalogEntries()) {
-            if (e.name == name)
-                entry = e;
-        }
-    } else if (RegistryEntry::isSearchResultName(name) || name.contains(u'/')) {
-        const QString fullName = RegistryEntry::withoutSearchPrefix(name);
-        const QStringList parts = fullName.split(u'/');
-        if (parts.size() != 2 || !SkillFile::installStem(fullName)) {
-            return out.fail(ExitCode::badInput,
-                            u"\""_s + Output::plain(name)
-                                + u"\" is not a GitHub repository (owner/repo)"_s);
-        }
-        entry = RegistryEntry{RegistryEntry::searchResultName(fullName), parts.last(), QString(),
-                              QString()};
-        repository = true;
-    } else {
-        for (const RegistryEntry &e : SkillCatalog::skillRegistry(model.githubRawBase())) {
-            if (e.name == name)
-                entry = e;
-        }
-    }
-    if (!entry) {
-        return out.fail(ExitCode::badInput,
-                        u"no skill called \""_s + Output::plain(name)
-                            + u"\" in the catalogue; varnookctl skills catalog lists it, "
-                              "owner/repo installs from a GitHub repository"_s);
-    }
+    const Resolved resolved = resolve(context, name);
+    if (!resolved.entry)
+        return resolved.exitCode;
+    const RegistryEntry &entry = *resolved.entry;
 
     bool finished = false;
     bool written = false;
     QObject::connect(&model, &SettingsModel::installFinished, &model,
                      [&](const QString &installed, bool ok) {
-                         if (installed != entry->name)
+                         if (installed != entry.name)
                              return;
                          finished = true;
                          written = ok;
                      });
-    if (repository)
-        model.installSearchResult(*entry);
+    if (resolved.repository)
+        model.installSearchResult(entry);
     else
-        model.install(*entry);
+        model.install(entry);
     context.session().waitUntil(&SettingsModel::installFinished, [&] { return finished; });
     if (!written)
         return out.fail(ExitCode::failed, u"could not download "_s + Output::plain(name));
     const QString stem
-        = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(entry->name)).value_or(name);
+        = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(entry.name)).value_or(name);
     out.line(u"Installed "_s + Output::plain(stem) + u".md in "_s
              + Output::plain(model.installFolder()));
+    return ExitCode::ok;
+}
+
+// What the Registry page's Preview sheet shows, for the same names install takes.
+int runShow(CommandContext &context)
+{
+    Output &out = context.out();
+    SettingsModel &model = context.model();
+    const QString name = context.argument(0);
+    const Resolved resolved = resolve(context, name);
+    if (!resolved.entry)
+        return resolved.exitCode;
+
+    QString source;
+    QByteArray bytes;
+    // The download always answers later, from the event loop.
+    QEventLoop loop;
+    model.download(*resolved.entry, &loop, [&](const QString &from, const QByteArray &body) {
+        source = from;
+        bytes = body;
+        loop.quit();
+    });
+    loop.exec();
+    if (source.isEmpty())
+        return out.fail(ExitCode::failed, u"could not download "_s + Output::plain(name));
+
+    // download() answers only for names that have a file name to install under.
+    const QString stem
+        = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(resolved.entry->name))
+              .value_or(QString());
+    const SkillPreview::Preview preview = SkillPreview::make(stem, source, bytes);
+    if (out.json()) {
+        out.json(QJsonObject{{u"name"_s, resolved.entry->name},
+                             {u"file"_s, preview.fileName},
+                             {u"title"_s, preview.title},
+                             {u"description"_s, preview.description},
+                             {u"source"_s, preview.source},
+                             {u"size"_s, preview.size},
+                             {u"line_count"_s, preview.lineCount},
+                             {u"lines"_s, QJsonArray::fromStringList(preview.lines)}});
+        return ExitCode::ok;
+    }
+    out.line(u"Title:        "_s + Output::plain(preview.title));
+    out.line(u"Description:  "_s + Output::plain(preview.description));
+    out.line(u"Source:       "_s + Output::plain(preview.source));
+    out.line(u"Size:         "_s + SkillPreview::sizeText(preview.size));
+    out.line(u"Installs as:  "_s + Output::plain(preview.fileName));
+    out.line(QString());
+    out.line(SkillPreview::linesCaption(preview));
+    for (const QString &line : preview.lines)
+        out.line(u"  "_s + Output::plain(line));
     return ExitCode::ok;
 }
 
@@ -447,14 +531,27 @@ QList<Command> skillCommands()
          runCatalog},
         {{u"skills"_s, u"install"_s},
          u"Install a skill from the catalogue, or a GitHub repository's SKILL.md"_s,
-         u"NAME is a name of the catalogue (varnookctl skills catalog) or owner/repo; the "
-         "skill is written to the folder \"skills\" beside the configuration file."_s,
+         u"NAME is any name varnookctl skills catalog --full prints, or owner/repo; a name "
+         "with \"/\" is looked up in the full catalogue first, and github:owner/repo always "
+         "means the repository. The skill is written to the folder \"skills\" beside the "
+         "configuration file."_s,
          {{u"NAME"_s, u"A catalogue name, or owner/repo."_s}},
          {QCommandLineOption(u"catalog"_s,
                              u"Look NAME up in the full catalogue loaded from GitHub."_s)},
          A::Reads,
          false,
          runInstall},
+        {{u"skills"_s, u"show"_s},
+         u"Download a skill and show it without installing it"_s,
+         u"Takes the names install takes and prints what the Registry page's Preview shows: "
+         "the title and description as the Skills page will read them, the address, the size "
+         "and the first 40 lines."_s,
+         {{u"NAME"_s, u"A catalogue name, or owner/repo."_s}},
+         {QCommandLineOption(u"catalog"_s,
+                             u"Look NAME up in the full catalogue loaded from GitHub."_s)},
+         A::Reads,
+         true,
+         runShow},
         {{u"skills"_s, u"delete"_s},
          u"Delete an installed registry skill"_s,
          {},

@@ -11,6 +11,9 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QNetworkRequest>
+#include <QPointer>
+#include <QTimer>
+
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -300,6 +303,55 @@ void SettingsModel::writeSkillFile(const QString &fileName, const QByteArray &by
     if (written)
         listSkills();
     Q_EMIT installFinished(name, written);
+}
+
+// ---- preview --------------------------------------------------------------------------------
+
+void SettingsModel::download(const RegistryEntry &entry, QObject *context,
+                             std::function<void(const QString &, const QByteArray &)> done)
+{
+    const QPointer<QObject> guard(context);
+    // A name install would refuse is not downloaded either.
+    if (!SkillFile::installStem(RegistryEntry::withoutSearchPrefix(entry.name))) {
+        QTimer::singleShot(0, this, [guard, done] {
+            if (guard)
+                done(QString(), QByteArray());
+        });
+        return;
+    }
+    auto reply = [guard, done](const QUrl &url, int status, const QByteArray &body) {
+        if (guard)
+            done(status == 0 ? QString() : url.toString(), status == 0 ? QByteArray() : body);
+    };
+    if (!RegistryEntry::isSearchResultName(entry.name)) {
+        const QUrl url(entry.rawURL);
+        fetch(url, [reply, url](int status, const QByteArray &body) { reply(url, status, body); });
+        return;
+    }
+    // The branches installSearchResult tries, in its order.
+    const QString fullName = RegistryEntry::withoutSearchPrefix(entry.name);
+    const QUrl main(m_githubRawBase + u'/' + fullName + u"/main/SKILL.md"_s);
+    const QUrl master(m_githubRawBase + u'/' + fullName + u"/master/SKILL.md"_s);
+    fetch(main, [this, reply, main, master](int status, const QByteArray &body) {
+        if (status != 0) {
+            reply(main, status, body);
+            return;
+        }
+        fetch(master, [reply, master](int masterStatus, const QByteArray &masterBody) {
+            reply(master, masterStatus, masterBody);
+        });
+    });
+}
+
+void SettingsModel::installDownloaded(const RegistryEntry &entry, const QByteArray &bytes)
+{
+    const std::optional<QString> stem
+        = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(entry.name));
+    if (!stem) {
+        Q_EMIT installFinished(entry.name, false);
+        return;
+    }
+    writeSkillFile(*stem, bytes, entry.name);
 }
 
 bool SettingsModel::deleteSkill(const QString &name)

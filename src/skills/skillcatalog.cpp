@@ -157,6 +157,39 @@ QList<RegistryEntry> skillRegistry(const QString &rawBase)
     return entries;
 }
 
+namespace {
+
+// Whether `loaded`, found in a repository's skills folder, is the file of the fixed row `row`:
+// the same repository (GitHub names ignore letter case) and the same path in it, on whichever
+// branch. A fixed row's path is owner/repo/branch/skills/<name>/SKILL.md.
+bool isSameFile(const CatalogRow &row, const RegistryEntry &loaded, const QString &rawBase)
+{
+    const QStringList pieces = row.path.split(u'/');
+    if (pieces.size() < 4 || loaded.name != row.name)
+        return false;
+    const QString repository = rawBase + u'/' + pieces.at(0) + u'/' + pieces.at(1) + u'/';
+    const QString treePath = u'/' + pieces.mid(3).join(u'/');
+    const QString &url = loaded.rawURL;
+    return url.startsWith(repository, Qt::CaseInsensitive) && url.endsWith(treePath)
+           && url.size() > repository.size() + treePath.size();
+}
+
+} // namespace
+
+QList<RegistryEntry> withLoadedEntries(const QString &rawBase, const QList<RegistryEntry> &loaded)
+{
+    QList<RegistryEntry> entries = skillRegistry(rawBase);
+    const QList<CatalogRow> &rows = catalogRows();
+    for (const RegistryEntry &entry : loaded) {
+        const bool fixed = std::any_of(rows.begin(), rows.end(), [&](const CatalogRow &row) {
+            return isSameFile(row, entry, rawBase);
+        });
+        if (!fixed)
+            entries.append(entry);
+    }
+    return entries;
+}
+
 bool isRegistry(const QString &name)
 {
     const QList<CatalogRow> &rows = catalogRows();

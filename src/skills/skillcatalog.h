@@ -30,6 +30,11 @@ const QList<CatalogRow> &catalogRows();
 // The fixed catalogue as installable entries on the given raw-content base (no trailing slash).
 QList<RegistryEntry> skillRegistry(const QString &rawBase);
 
+// The fixed catalogue followed by the entries "Load full catalog" found, without the loaded
+// entries that are the very file of a fixed entry (same repository and path): each source
+// file is offered once, as its fixed entry with its hand-written title and description.
+QList<RegistryEntry> withLoadedEntries(const QString &rawBase, const QList<RegistryEntry> &loaded);
+
 bool isRegistry(const QString &name);
 QString groupOf(const QString &name);
 std::optional<QString> exampleOf(const QString &name);

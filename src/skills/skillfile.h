@@ -29,6 +29,8 @@ SkillInfo parse(const QString &name, QStringView text, const QSet<QString> &disa
 // The whole file as UTF-8 text, or the empty text when it cannot be read, is not a regular
 // file, is larger than maxReadSize, or is not valid UTF-8.
 QString readText(const QString &path);
+// The bytes as UTF-8 text, or the empty text when they are not valid UTF-8 (readText's rule).
+QString decode(const QByteArray &bytes);
 
 // Reads the file at `path` and parses it; the name is the file name without ".md".
 SkillInfo makeSkillInfo(const QString &path, const QSet<QString> &disabled);

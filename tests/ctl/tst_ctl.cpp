@@ -863,6 +863,73 @@ private Q_SLOTS:
         QVERIFY(unknown.oneErrorLine());
     }
 
+    void skillsInstallTakesTheNestedNamesOfTheFullCatalogue()
+    {
+        FakeGithub github;
+        m_ctl.environment().insert(u"VARNOOK_GITHUB_API_BASE"_s, github.apiBase());
+        m_ctl.environment().insert(u"VARNOOK_GITHUB_RAW_BASE"_s, github.rawBase());
+        github.serveApi(u"/repos/anthropics/skills"_s,
+                        FakeGithub::repositoryInfo(u"anthropics/skills"_s, u"main"_s));
+        github.serveApi(
+            u"/repos/anthropics/skills/git/trees/main"_s,
+            FakeGithub::tree({u"skills/pdf/SKILL.md"_s, u"skills/home/garden/SKILL.md"_s}));
+        github.serveRaw(u"/anthropics/skills/main/skills/home/garden/SKILL.md"_s, "# Garden\n");
+        // A repository of the same name must not be what gets installed.
+        github.serveRaw(u"/home/garden/main/SKILL.md"_s, "# Wrong one\n");
+
+        const CtlResult catalog = run({u"skills"_s, u"catalog"_s, u"--full"_s});
+        QCOMPARE(catalog.exitCode, 0);
+        QVERIFY(catalog.output().contains(u"home/garden"_s));
+        // The fixed PDF entry is listed once, although the repository has it too.
+        QCOMPARE(catalog.output().count(u"pdf "_s), 1);
+
+        const CtlResult nested = run({u"skills"_s, u"install"_s, u"home/garden"_s});
+        QCOMPARE(nested.exitCode, 0);
+        QCOMPARE(TestSupport::readFile(skillsPath() + u"/home-garden.md"_s),
+                 QByteArray("# Garden\n"));
+
+        // github:owner/repo always means the repository.
+        const CtlResult repository = run({u"skills"_s, u"install"_s, u"github:home/garden"_s});
+        QCOMPARE(repository.exitCode, 0);
+        QCOMPARE(TestSupport::readFile(skillsPath() + u"/home-garden.md"_s),
+                 QByteArray("# Wrong one\n"));
+    }
+
+    void skillsShowPrintsWhatThePreviewShows()
+    {
+        FakeGithub github;
+        m_ctl.environment().insert(u"VARNOOK_GITHUB_API_BASE"_s, github.apiBase());
+        m_ctl.environment().insert(u"VARNOOK_GITHUB_RAW_BASE"_s, github.rawBase());
+        QByteArray body = "---\ndescription: >-\n  Folded over\n  two lines.\n---\n# PDF tools\n";
+        for (int i = 1; i <= 50; ++i)
+            body += "line " + QByteArray::number(i) + '\n';
+        github.serveRaw(u"/anthropics/skills/main/skills/pdf/SKILL.md"_s, body);
+
+        const CtlResult show = run({u"skills"_s, u"show"_s, u"pdf"_s});
+        QCOMPARE(show.exitCode, 0);
+        const QStringList lines = show.outputLines();
+        QCOMPARE(lines.at(0), u"Title:        PDF tools"_s);
+        QCOMPARE(lines.at(1), u"Description:  Folded over two lines."_s);
+        QCOMPARE(lines.at(2), u"Source:       "_s + github.rawBase()
+                                  + u"/anthropics/skills/main/skills/pdf/SKILL.md"_s);
+        QCOMPARE(lines.at(3), u"Size:         "_s + QString::number(body.size()) + u" bytes"_s);
+        QCOMPARE(lines.at(4), u"Installs as:  pdf.md"_s);
+        QCOMPARE(lines.at(6), u"First 40 of 56 lines:"_s);
+        QCOMPARE(lines.at(7), u"  ---"_s);
+        QCOMPARE(lines.size(), 7 + 40);
+        QCOMPARE(lines.last(), u"  line 34"_s);
+        // Nothing is installed by looking.
+        QVERIFY(!QFile::exists(skillsPath() + u"/pdf.md"_s));
+
+        const QJsonObject json = objectOf(run({u"skills"_s, u"show"_s, u"pdf"_s, u"--json"_s}).out);
+        QCOMPARE(json.value("title"_L1), QJsonValue(u"PDF tools"_s));
+        QCOMPARE(json.value("lines"_L1).toArray().size(), 40);
+
+        const CtlResult missing = run({u"skills"_s, u"show"_s, u"docx"_s});
+        QCOMPARE(missing.exitCode, 1);
+        QVERIFY(missing.oneErrorLine());
+    }
+
     void skillsDeleteRemovesARegistrySkillAndItsSwitch()
     {
         writeConfig(

@@ -158,6 +158,33 @@ private Q_SLOTS:
                  u"Pre-commit review: security scan and quality gates."_s);
     }
 
+    void loadedEntryOfAFixedFileIsOfferedOnceAsTheFixedEntry()
+    {
+        const QString raw = u"https://raw.example"_s;
+        auto loaded = [&](const QString &name, const QString &repository, const QString &branch) {
+            return RegistryEntry{name, titleFromName(name), u"From "_s + repository,
+                                 raw + u'/' + repository + u'/' + branch + u"/skills/"_s + name
+                                     + u"/SKILL.md"_s};
+        };
+        const QList<RegistryEntry> entries = withLoadedEntries(
+            raw, {loaded(u"pdf"_s, u"anthropics/skills"_s, u"main"_s),
+                  loaded(u"docx"_s, u"anthropics/skills"_s, u"release/2"_s),
+                  loaded(u"xlsx"_s, u"Anthropics/Skills"_s, u"main"_s),
+                  loaded(u"brainstorming"_s, u"ravik/superpowers"_s, u"main"_s),
+                  loaded(u"extra"_s, u"anthropics/skills"_s, u"main"_s),
+                  loaded(u"pdf"_s, u"someone/fork"_s, u"main"_s),
+                  loaded(u"brainstorming"_s, u"anthropics/skills"_s, u"main"_s)});
+        // The same repository and path, on any branch and in any letter case, is the fixed
+        // entry; another repository's file of the same name is another skill.
+        QCOMPARE(entries.mid(0, 21), skillRegistry(raw));
+        QCOMPARE(entries.size(), 24);
+        QCOMPARE(entries.at(21).description, u"From anthropics/skills"_s);
+        QCOMPARE(entries.at(21).name, u"extra"_s);
+        QCOMPARE(entries.at(22).description, u"From someone/fork"_s);
+        QCOMPARE(entries.at(23).name, u"brainstorming"_s);
+        QCOMPARE(entries.at(23).description, u"From anthropics/skills"_s);
+    }
+
     void firstSeventeenFromAnthropicsLastFourFromSuperpowers()
     {
         const QList<RegistryEntry> entries = skillRegistry(u"http://127.0.0.1:1"_s);

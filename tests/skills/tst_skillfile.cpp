@@ -172,6 +172,211 @@ private Q_SLOTS:
         QCOMPARE(body.description, u"body"_s);
     }
 
+    // ---- beyond the plain line walk: fenced code blocks ------------------------------------
+
+    void headingsInsideFencedCodeAreCode()
+    {
+        const SkillInfo info = SkillFile::parse(
+            u"s"_s,
+            u"# Real title\nWhat it does.\n```bash\n# Add password\n```\n  ~~~~\n# Inside tilde\n"
+            "~~~\n"_s,
+            {});
+        QCOMPARE(info.title, u"Real title"_s);
+        QCOMPARE(info.description, u"What it does."_s);
+
+        // A heading after a closed block counts again.
+        const SkillInfo after
+            = SkillFile::parse(u"s"_s, u"# First\n```\n# Code\n```\n# Second\n"_s, {});
+        QCOMPARE(after.title, u"Second"_s);
+    }
+
+    void fenceLinesAndCodeAreNeverTheDescription()
+    {
+        const SkillInfo info = SkillFile::parse(
+            u"s"_s, u"# T\n```python\nimport os\n```\nThe first line of prose.\n"_s, {});
+        QCOMPARE(info.description, u"The first line of prose."_s);
+    }
+
+    void onlyTheSameFenceAtLeastAsLongClosesABlock_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("title");
+        QTest::newRow("tildes do not close backticks") << u"# A\n```\n~~~\n# B\n```\n"_s << u"A"_s;
+        QTest::newRow("a shorter fence does not close")
+            << u"# A\n````\n```\n# B\n````\n"_s << u"A"_s;
+        QTest::newRow("a longer fence closes") << u"# A\n```\n# B\n`````\n# C\n"_s << u"C"_s;
+        QTest::newRow("a fence with an info string does not close")
+            << u"# A\n```\n```js\n# B\n```\n"_s << u"A"_s;
+        QTest::newRow("blanks around a closing fence")
+            << u"# A\n  ```sh\n# B\n  ```  \t\n# C\n"_s << u"C"_s;
+        QTest::newRow("an open block runs to the end") << u"# A\n~~~\n# B\n"_s << u"A"_s;
+        QTest::newRow("two backticks are no fence") << u"# A\n``\n# B\n``\n"_s << u"B"_s;
+        QTest::newRow("backticks in a backtick info string are inline code")
+            << u"# A\n```x``` is inline\n# B\n"_s << u"B"_s;
+        QTest::newRow("backticks in a tilde info string are fine")
+            << u"# A\n~~~ `x`\n# B\n~~~\n"_s << u"A"_s;
+    }
+
+    void onlyTheSameFenceAtLeastAsLongClosesABlock()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, title);
+        QCOMPARE(SkillFile::parse(u"s"_s, text, {}).title, title);
+    }
+
+    void dashesInsideAFenceLeaveTheFrontMatterAlone()
+    {
+        const SkillInfo info = SkillFile::parse(
+            u"s"_s, u"# Config\n```yaml\n---\nkind: list\n```\n# Real\nBody text.\n"_s, {});
+        QCOMPARE(info.title, u"Real"_s);
+        QCOMPARE(info.description, u"Body text."_s);
+    }
+
+    void carriageReturnFencesCloseToo()
+    {
+        const SkillInfo info = SkillFile::parse(
+            u"s"_s, u"# Title\r\n```sh\r\n# code\r\n```\r\n# Last\r\nBody\r\n"_s, {});
+        // The title keeps its carriage return, as every line of such a file does.
+        QCOMPARE(info.title, u"Last\r"_s);
+        QCOMPARE(info.description, u"Body\r"_s);
+    }
+
+    // ---- beyond the plain line walk: descriptions over several lines ------------------------
+
+    void blockScalarDescriptionsReadAsOneLine_data()
+    {
+        QTest::addColumn<QString>("frontMatter");
+        QTest::addColumn<QString>("description");
+        QTest::newRow("literal strip")
+            << u"description: |-\n  One.\n  Two.\n  Three.\nname: x\n"_s << u"One. Two. Three."_s;
+        QTest::newRow("literal") << u"description: |\n    One\n    two\n"_s << u"One two"_s;
+        QTest::newRow("folded") << u"description: >\n  Folded\n  text\n"_s << u"Folded text"_s;
+        QTest::newRow("folded strip") << u"description: >-\n  a\n  b\n"_s << u"a b"_s;
+        QTest::newRow("keep and indentation indicators")
+            << u"description: |+2\n  a\n  b\n"_s << u"a b"_s;
+        QTest::newRow("header with a comment")
+            << u"description: > # folded\n  a\n  b\n"_s << u"a b"_s;
+        QTest::newRow("blank lines inside") << u"description: |\n  a\n\n   \n  b\n"_s << u"a b"_s;
+        QTest::newRow("deeper lines lose their indentation")
+            << u"description: |\n  a\n    b\n"_s << u"a b"_s;
+        QTest::newRow("ends at a line no more indented than the key")
+            << u"description: |\n  a\nlicense: |\n  b\n"_s << u"a"_s;
+        QTest::newRow("nested key")
+            << u"meta:\n  description: >-\n    a\n    b\n  other: c\n"_s << u"a b"_s;
+        QTest::newRow("no indented lines") << u"description: |\n"_s << QString();
+        QTest::newRow("empty block leaves room for a later key")
+            << u"description: |-\nDescription: later\n"_s << u"later"_s;
+        QTest::newRow("a pipe inside a word is text") << u"description: |x\n"_s << u"|x"_s;
+        QTest::newRow("tabs count as indentation") << u"description: >\n\ta\n\tb\n"_s << u"a b"_s;
+    }
+
+    void blockScalarDescriptionsReadAsOneLine()
+    {
+        QFETCH(QString, frontMatter);
+        QFETCH(QString, description);
+        const SkillInfo info = SkillFile::parse(
+            u"s"_s, QString(u"---\n"_s + frontMatter + u"---\n# T\nbody\n"_s), {});
+        QCOMPARE(info.description, description.isEmpty() ? u"body"_s : description);
+        QCOMPARE(info.title, u"T"_s);
+    }
+
+    void quotedDescriptionsRunOnToTheirClosingQuote_data()
+    {
+        QTest::addColumn<QString>("frontMatter");
+        QTest::addColumn<QString>("description");
+        QTest::newRow("double") << u"description: \"Starts here\n  and ends here.\"\n"_s
+                                << u"Starts here and ends here."_s;
+        QTest::newRow("single with a doubled quote")
+            << u"description: 'It''s long\n   and wraps'\n"_s << u"It's long and wraps"_s;
+        QTest::newRow("escaped double quote does not close")
+            << u"description: \"say \\\"hi\n  there\\\" now\"\n"_s << u"say \\\"hi there\\\" now"_s;
+        QTest::newRow("text after the closing quote is dropped")
+            << u"description: \"a\n  b\" # note\n"_s << u"a b"_s;
+        QTest::newRow("a quote that never closes reads as its line")
+            << u"description: \"unfinished\nname: x\n"_s << u"unfinished"_s;
+        QTest::newRow("a quote still open at the end of the front matter")
+            << u"description: 'open\n  more\n"_s << u"open"_s;
+    }
+
+    void quotedDescriptionsRunOnToTheirClosingQuote()
+    {
+        QFETCH(QString, frontMatter);
+        QFETCH(QString, description);
+        const SkillInfo info
+            = SkillFile::parse(u"s"_s, QString(u"---\n"_s + frontMatter + u"---\n# T\n"_s), {});
+        QCOMPARE(info.description, description);
+    }
+
+    void singleQuotesAreStrippedLikeDoubleQuotes()
+    {
+        QCOMPARE(SkillFile::parse(u"s"_s, u"---\ndescription: 'Single'\n---\n"_s, {}).description,
+                 u"Single"_s);
+        QCOMPARE(
+            SkillFile::parse(u"s"_s, u"---\ndescription: 'It''s here'\n---\n"_s, {}).description,
+            u"It's here"_s);
+        // An apostrophe inside or at the end of an unquoted text is part of it.
+        QCOMPARE(SkillFile::parse(u"s"_s, u"---\ndescription: The users' files\n---\n"_s, {})
+                     .description,
+                 u"The users' files"_s);
+        QCOMPARE(SkillFile::parse(u"s"_s, u"---\ndescription: \"it's\"\n---\n"_s, {}).description,
+                 u"it's"_s);
+    }
+
+    void plainDescriptionGoesOnOverIndentedLines()
+    {
+        const SkillInfo info = SkillFile::parse(
+            u"s"_s, u"---\ndescription: Starts on the key line\n  and goes on.\nname: s\n---\n"_s,
+            {});
+        QCOMPARE(info.description, u"Starts on the key line and goes on."_s);
+        // An empty value stays empty; the next description line sets it, as on one line.
+        const SkillInfo empty
+            = SkillFile::parse(u"s"_s, u"---\ndescription:\n  description: inner\n---\n"_s, {});
+        QCOMPARE(empty.description, u"inner"_s);
+    }
+
+    void wildSkillFixturesReadAsWritten_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("description");
+        QTest::newRow("fenced comments")
+            << u"fenced-comments"_s << u"Key rotation"_s
+            << u"Rotate the keys of a home server and keep a dated log of every change."_s;
+        QTest::newRow("literal block")
+            << u"block-literal"_s << u"Meal planner"_s
+            << u"Plans a week of meals from what is already in the fridge. Writes a shopping list "
+               "for the rest, sorted by the aisles of the user's usual shop."_s;
+        QTest::newRow("folded block")
+            << u"folded"_s << u"Memo to minutes"_s
+            << u"Turns a voice memo into tidy meeting notes with decisions, owners and dates, then "
+               "asks before sending them to anyone."_s;
+        QTest::newRow("tilde fence")
+            << u"tilde-fence"_s << u"Watering diary"_s
+            << u"Keeps a plant's watering diary and says which pot is due today."_s;
+    }
+
+    void wildSkillFixturesReadAsWritten()
+    {
+        QFETCH(QString, file);
+        QFETCH(QString, title);
+        QFETCH(QString, description);
+        const SkillInfo info = SkillFile::makeSkillInfo(
+            TestSupport::fixture(u"skills/wild/"_s + file + u".md"_s), {});
+        QCOMPARE(info.name, file);
+        QCOMPARE(info.title, title);
+        QCOMPARE(info.description, description);
+    }
+
+    void longFrontMatterDescriptionIsKeptWhole()
+    {
+        const SkillInfo info = SkillFile::makeSkillInfo(
+            TestSupport::fixture(u"skills/wild/long-description.md"_s), {});
+        QCOMPARE(info.title, u"Careful review"_s);
+        QCOMPARE(info.description.size(), 700);
+        QVERIFY(info.description.startsWith(u"Reviews a pull request"_s));
+        QVERIFY(info.description.endsWith(u"for configuration files."_s));
+    }
+
     void listingSortsDashBeforeFullStop()
     {
         QTemporaryDir dir;

@@ -7,6 +7,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/mainwindow.h"
 #include "ui/pages/pagekit.h"
+#include "ui/pages/skillpreviewsheet.h"
 #include "ui/pages/skillsview.h"
 #include "config/settingsmodel.h"
 #include "service/notificationtransport.h"
@@ -20,9 +21,12 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QNetworkAccessManager>
+#include <QPlainTextEdit>
+#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QScrollArea>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QToolButton>
@@ -363,6 +367,101 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(m_view->findChild<QLabel *>(u"installed:home/garden-plan"_s),
                                  timeout);
         QCOMPARE(TestSupport::readFile(skillsPath() + u"/home-garden-plan.md"_s), garden);
+    }
+
+    void previewShowsTheDownloadedFileAndInstallsExactlyThat()
+    {
+        QByteArray body
+            = "---\ndescription: |-\n  Reads PDFs\n  page by page.\n---\n# PDF <b>kit</b>\n";
+        for (int i = 1; i <= 45; ++i)
+            body += "line " + QByteArray::number(i) + "\r\n";
+        m_github->serveRaw(u"/anthropics/skills/main/skills/pdf/SKILL.md"_s, body);
+        open();
+        typeSearch(u"pdf"_s);
+        QCOMPARE(find<QPushButton>(u"entryPreview:pdf"_s)->text(), u"Preview"_s);
+        QCOMPARE(find<QPushButton>(u"entryPreview:pdf"_s)->accessibleName(), u"Preview PDF"_s);
+        click(u"entryPreview:pdf"_s);
+        SkillPreviewSheet *sheet = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((sheet = m_view->window()->findChild<SkillPreviewSheet *>()),
+                                 timeout);
+        QTRY_VERIFY_WITH_TIMEOUT(sheet->isLoaded(), timeout);
+        QVERIFY(sheet->isVisible());
+        auto text = [sheet](const QString &name) {
+            auto *label = sheet->findChild<QLabel *>(name);
+            return label ? label->text() : u"<none>"_s;
+        };
+        QCOMPARE(text(u"previewTitle"_s), u"PDF <b>kit</b>"_s);
+        QCOMPARE(sheet->findChild<QLabel *>(u"previewTitle"_s)->textFormat(), Qt::PlainText);
+        QCOMPARE(text(u"previewDescription"_s), u"Reads PDFs page by page."_s);
+        QCOMPARE(text(u"previewSource"_s),
+                 m_github->rawBase() + u"/anthropics/skills/main/skills/pdf/SKILL.md"_s);
+        QCOMPARE(text(u"previewSize"_s), QString::number(body.size()) + u" bytes"_s);
+        QCOMPARE(text(u"previewLinesCaption"_s), u"First 40 of 51 lines:"_s);
+        const QStringList lines
+            = sheet->findChild<QPlainTextEdit *>(u"previewLines"_s)->toPlainText().split(u'\n');
+        QCOMPARE(lines.size(), 40);
+        QCOMPARE(lines.at(5), u"# PDF <b>kit</b>"_s);
+        QCOMPARE(lines.last(), u"line 34"_s);
+        // Nothing is written by looking.
+        QVERIFY(!QFile::exists(skillsPath() + u"/pdf.md"_s));
+
+        QSignalSpy finished(m_model.get(), &SettingsModel::installFinished);
+        QTest::mouseClick(sheet->findChild<QPushButton *>(u"previewInstall"_s), Qt::LeftButton);
+        QTRY_COMPARE_WITH_TIMEOUT(finished.size(), 1, timeout);
+        QCOMPARE(TestSupport::readFile(skillsPath() + u"/pdf.md"_s), body);
+        QTRY_VERIFY_WITH_TIMEOUT(m_view->findChild<QLabel *>(u"installed:pdf"_s), timeout);
+        // Install itself downloaded once, for the preview.
+        QCOMPARE(m_github->requestsUnder(u"/raw/"_s).size(), 1);
+    }
+
+    void cancelledOrFailedPreviewWritesNothing()
+    {
+        m_github->serveRaw(u"/anthropics/skills/main/skills/pdf/SKILL.md"_s, pdfSkill);
+        open();
+        typeSearch(u"pdf"_s);
+        click(u"entryPreview:pdf"_s);
+        SkillPreviewSheet *sheet = nullptr;
+        QTRY_VERIFY_WITH_TIMEOUT((sheet = m_view->window()->findChild<SkillPreviewSheet *>()),
+                                 timeout);
+        QTRY_VERIFY_WITH_TIMEOUT(sheet->isLoaded(), timeout);
+        QPointer<SkillPreviewSheet> gone(sheet);
+        QTest::mouseClick(sheet->findChild<QPushButton *>(u"previewCancel"_s), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(gone.isNull(), timeout);
+        QVERIFY(!QFile::exists(skillsPath() + u"/pdf.md"_s));
+
+        // A file that is not there: the sheet says so and offers no Install.
+        m_view->searchField()->clear();
+        typeSearch(u"word"_s);
+        click(u"entryPreview:docx"_s);
+        QTRY_VERIFY_WITH_TIMEOUT((sheet = m_view->window()->findChild<SkillPreviewSheet *>()),
+                                 timeout);
+        QTRY_VERIFY_WITH_TIMEOUT(sheet->isLoaded(), timeout);
+        QVERIFY(!sheet->findChild<QPushButton *>(u"previewInstall"_s)->isEnabled());
+        QVERIFY(sheet->findChild<QLabel *>(u"previewStatus"_s)->text().startsWith(u"Couldn't"_s));
+        sheet->reject();
+        QVERIFY(!QFile::exists(skillsPath() + u"/docx.md"_s));
+    }
+
+    void fullCatalogueShowsAFixedEntryOnceWhenItsRepositoryHasItToo()
+    {
+        m_github->serveApi(u"/repos/anthropics/skills"_s,
+                           FakeGithub::repositoryInfo(u"anthropics/skills"_s, u"main"_s));
+        m_github->serveApi(u"/repos/anthropics/skills/git/trees/main"_s,
+                           FakeGithub::tree({u"skills/pdf/SKILL.md"_s, u"skills/docx/SKILL.md"_s,
+                                             u"skills/new-one/SKILL.md"_s}));
+        open();
+        click(u"loadFullCatalog"_s);
+        QTRY_VERIFY_WITH_TIMEOUT(!m_model->catalogLoading(), timeout);
+        QStringList all;
+        for (int page = 0; page < 3; ++page) {
+            m_model->setRegistryPage(page);
+            UiSupport::settle();
+            all += shownTitles();
+        }
+        QCOMPARE(all.size(), 22);
+        QCOMPARE(all.count(u"PDF"_s), 1);
+        QCOMPARE(all.count(u"Pdf"_s), 0);
+        QVERIFY(all.contains(u"New One"_s));
     }
 
     void catalogErrorOfOneSourceIsShownBeneathTheButton()

@@ -3,6 +3,7 @@
 // shown exactly as it was written, on every page of the real window: markup is never rendered,
 // entities are never decoded, and an "&" never turns into a keyboard mnemonic.
 #include "ui/contentview.h"
+#include "ui/controls/elidedlabel.h"
 #include "ui/mainwindow.h"
 #include "config/settingsmodel.h"
 #include "service/notificationtransport.h"
@@ -70,6 +71,14 @@ QString renderedAsRichText(const QString &text)
 QString autoText(const QString &text)
 {
     return Qt::mightBeRichText(text) ? renderedAsRichText(text) : text;
+}
+
+// What a tooltip was meant to show: a text escaped with plainToolTip() means the plain text it
+// draws; any other tooltip means its text as given.
+QString meantByToolTip(const QString &tip)
+{
+    const QString drawn = autoText(tip);
+    return tip == plainToolTip(drawn) ? drawn : tip;
 }
 
 // A label renders markup when told to, or when left at Qt::AutoText and the text looks like
@@ -184,8 +193,8 @@ QList<Shown> textsUnder(QWidget *root)
             }
         }
         if (!widget->toolTip().isEmpty())
-            texts.append(
-                {where + u" tooltip"_s, widget->toolTip(), autoText(widget->toolTip()), visible});
+            texts.append({where + u" tooltip"_s, meantByToolTip(widget->toolTip()),
+                          autoText(widget->toolTip()), visible});
         if (widget->isWindow())
             texts.append({where + u" window title"_s, widget->windowTitle(), widget->windowTitle(),
                           visible});

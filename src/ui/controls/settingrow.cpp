@@ -1,6 +1,7 @@
 #include "ui/controls/settingrow.h"
 
 #include "config/settingsmodel.h"
+#include "ui/controls/elidedlabel.h"
 
 #include <QAbstractButton>
 #include <QEvent>
@@ -255,9 +256,44 @@ void SettingRow::setExplainer(const QString &explainer)
     if (explainer == m_explainer)
         return;
     m_explainer = explainer;
-    m_explainerLabel->setText(explainer);
+    if (auto *elided = qobject_cast<ElidedLabel *>(m_explainerLabel))
+        elided->setFullText(explainer, m_keepEnd);
+    else
+        m_explainerLabel->setText(explainer);
     setShownWithParent(m_explainerLabel, !explainer.isEmpty());
+    describeControl();
     applyFilter();
+}
+
+void SettingRow::setExplainerElided(qsizetype keepEnd)
+{
+    m_keepEnd = keepEnd;
+    if (!m_elided) {
+        m_elided = true;
+        auto *label = new ElidedLabel;
+        label->setObjectName(m_explainerLabel->objectName());
+        label->setForegroundRole(m_explainerLabel->foregroundRole());
+        label->setFont(m_explainerLabel->font());
+        delete layout()->replaceWidget(m_explainerLabel, label);
+        delete m_explainerLabel;
+        m_explainerLabel = label;
+    }
+    qobject_cast<ElidedLabel *>(m_explainerLabel)->setFullText(m_explainer, keepEnd);
+    setShownWithParent(m_explainerLabel, !m_explainer.isEmpty());
+    describeControl();
+}
+
+// A screen reader gets the whole of a cut explainer from the control it is on.
+void SettingRow::describeControl()
+{
+    if (!m_elided || !m_control)
+        return;
+    QList<QWidget *> widgets{m_control};
+    widgets += m_control->findChildren<QWidget *>();
+    for (QWidget *widget : std::as_const(widgets)) {
+        if (widget->focusPolicy() != Qt::NoFocus)
+            widget->setAccessibleDescription(m_explainer);
+    }
 }
 
 void SettingRow::setControl(QWidget *control)
@@ -293,6 +329,7 @@ void SettingRow::setControl(QWidget *control)
             widget->setAccessibleName(m_title);
     }
     m_titleLabel->setBuddy(buddy ? buddy : control);
+    describeControl();
     // With a buddy the label reads "&" as a mnemonic marker; titles may be outside text (skill
     // titles) and are shown as written, so every "&" is doubled.
     m_titleLabel->setText(QString(m_title).replace(u'&', u"&&"_s));

@@ -95,6 +95,11 @@ public:
     const QString &explainer() const { return m_explainer; }
     // For texts that follow the model, e.g. "Inherits the default: …"; re-runs the filter.
     void setExplainer(const QString &explainer);
+    // From now on the explainer shows on one line, cut with "…" at the row's width (an
+    // ElidedLabel); its last `keepEnd` characters stay whole while there is room. For outside
+    // texts of any length, such as skill descriptions. The whole text stays the filter's
+    // haystack, and is the explainer's tooltip and the accessible description of the control.
+    void setExplainerElided(qsizetype keepEnd = 0);
 
     QWidget *control() const { return m_control; }
     void setControl(QWidget *control);
@@ -107,8 +112,12 @@ public:
     QString haystack() const override;
 
 private:
+    void describeControl();
+
     QString m_title;
     QString m_explainer;
+    bool m_elided = false;
+    qsizetype m_keepEnd = 0;
     QLabel *m_titleLabel;
     QLabel *m_explainerLabel;
     QHBoxLayout *m_line;

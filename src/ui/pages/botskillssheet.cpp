@@ -61,6 +61,7 @@ void buildGroups(SettingsModel *model, int bot, QVBoxLayout *layout)
             const QString name = skill.name;
             auto *row = new ToggleRow(model, skill.title, skill.description);
             row->setObjectName(u"botSkillRow:"_s + name);
+            row->setExplainerElided();
             row->toggle()->setObjectName(u"botSkill:"_s + name);
             // On while the bot's list does not hold the name. A skill that is off for every bot
             // stays off whatever this list says: its switch shows it off and cannot be used, so

@@ -5,6 +5,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
+#include "ui/pages/skillpreviewsheet.h"
 #include "config/settingsmodel.h"
 #include "skills/registrylisting.h"
 #include "skills/skillcatalog.h"
@@ -24,7 +25,7 @@ namespace {
 
 QList<RegistryEntry> catalogue(const SettingsModel *model)
 {
-    return SkillCatalog::skillRegistry(model->githubRawBase()) + model->catalogEntries();
+    return SkillCatalog::withLoadedEntries(model->githubRawBase(), model->catalogEntries());
 }
 
 RegistryListing::Page currentPage(const SettingsModel *model)
@@ -49,6 +50,30 @@ QPushButton *installButton(SettingsModel *model, const QString &objectName, cons
                              button->setEnabled(true);
                      });
     return button;
+}
+
+// "Preview" and "Install" side by side: Preview opens the sheet that downloads the file and
+// shows it before anything is written.
+QWidget *previewAndInstall(SettingsModel *model, const RegistryEntry &entry, const QString &key,
+                           QPushButton *install)
+{
+    auto *box = new QWidget;
+    box->setObjectName(key + u"Actions:"_s + entry.name);
+    auto *line = new QHBoxLayout(box);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(6);
+    auto *preview = new QPushButton(u"Preview"_s);
+    preview->setObjectName(key + u"Preview:"_s + entry.name);
+    preview->setToolTip(u"Download this skill and look at it before installing"_s);
+    preview->setAccessibleName(u"Preview "_s + entry.title);
+    QObject::connect(preview, &QPushButton::clicked, preview, [model, entry, preview] {
+        auto *sheet = new SkillPreviewSheet(model, entry, preview->window());
+        sheet->setAttribute(Qt::WA_DeleteOnClose);
+        sheet->open();
+    });
+    line->addWidget(preview);
+    line->addWidget(install);
+    return box;
 }
 
 // What decides the catalogue rows on screen: the entries of the shown page and whether each is
@@ -84,8 +109,9 @@ void buildCatalogueRows(SettingsModel *model, QVBoxLayout *layout)
             installed->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
             control = installed;
         } else {
-            control = installButton(model, u"install:"_s + entry.name, entry.name,
-                                    [model, entry] { model->install(entry); });
+            control = previewAndInstall(model, entry, u"entry"_s,
+                                        installButton(model, u"install:"_s + entry.name, entry.name,
+                                                      [model, entry] { model->install(entry); }));
         }
         auto *row = new SettingRow(model, entry.title, entry.description, control);
         row->setObjectName(u"entryRow:"_s + entry.name);
@@ -105,10 +131,12 @@ void buildResultRows(SettingsModel *model, QVBoxLayout *layout)
 {
     for (const RegistryEntry &entry : model->githubResults()) {
         const QString fullName = RegistryEntry::withoutSearchPrefix(entry.name);
-        auto *row
-            = new SettingRow(model, fullName, entry.description,
-                             installButton(model, u"installResult:"_s + entry.name, entry.name,
-                                           [model, entry] { model->installSearchResult(entry); }));
+        auto *row = new SettingRow(
+            model, fullName, entry.description,
+            previewAndInstall(
+                model, entry, u"result"_s,
+                installButton(model, u"installResult:"_s + entry.name, entry.name,
+                              [model, entry] { model->installSearchResult(entry); })));
         row->setObjectName(u"resultRow:"_s + entry.name);
         QLabel *caption = secondaryLabel(u"GitHub repository"_s);
         caption->setObjectName(u"resultCaption"_s);

@@ -14,10 +14,11 @@ class SettingsPage;
 // Everything it shows lives in the model; every action is a model operation.
 //
 // Object names: "registrySearch" (its actions "registrySearchIcon", "registrySearchClear"),
-// "searchGithub", "githubSearching", catalogue rows "entryRow:<name>" with "install:<name>" or
-// "installed:<name>", "previousPage", "pageIndicator", "nextPage", "noMatches",
-// "loadFullCatalog", "catalogProgress", "catalogError", "skillSources", "newSource",
-// "githubResultsSection", result rows "resultRow:<name>" with "installResult:<name>",
+// "searchGithub", "githubSearching", catalogue rows "entryRow:<name>" with "entryPreview:<name>"
+// and "install:<name>" or "installed:<name>", "previousPage", "pageIndicator", "nextPage",
+// "noMatches", "loadFullCatalog", "catalogProgress", "catalogError", "skillSources", "newSource",
+// "githubResultsSection", result rows "resultRow:<name>" with "resultPreview:<name>" and
+// "installResult:<name>",
 // "loadMoreResults".
 class RegistryView final : public QWidget {
     Q_OBJECT

@@ -120,8 +120,11 @@ void buildSkillSections(SettingsModel *model, QVBoxLayout *layout)
         section->addWidget(rule);
 
         for (const SkillInfo &skill : std::as_const(members)) {
-            auto *row = new ToggleRow(model, skill.title, SkillsView::caption(skill));
+            const QString caption = SkillsView::caption(skill);
+            auto *row = new ToggleRow(model, skill.title, caption);
             row->setObjectName(u"skillRow:"_s + skill.name);
+            // A long description is cut; the "Try: …" after it stays.
+            row->setExplainerElided(caption.size() - skill.description.size());
             row->toggle()->setObjectName(u"skill:"_s + skill.name);
             const QString name = skill.name;
             row->bind(
