@@ -27,6 +27,12 @@ QList<QCommandLineOption> globalOptions()
     };
 }
 
+// Only without a command: "varnookctl -v" and "varnookctl --version".
+QCommandLineOption versionOption()
+{
+    return QCommandLineOption(QStringList{u"v"_s, u"version"_s}, u"Show the version."_s);
+}
+
 QCommandLineOption jsonOption()
 {
     return QCommandLineOption(jsonOptionName, u"Print the result as JSON, for scripts."_s);
@@ -151,7 +157,7 @@ QString generalHelp()
             "~/.zandrel/bot-config.json).\n"
             "  --json               Print the result as JSON (reading commands).\n"
             "  -h, --help           Show help for a command: varnookctl bot set --help.\n"
-            "  --version            Show the version.\n\n"
+            "  -v, --version        Show the version.\n\n"
             "Bots and backup models are numbered from 1, as the window labels them.\n"
             "Exit codes: 0 done, 1 did not work out (service, network, write), "
             "2 refused (bad input; nothing was written).\n"_s;
@@ -269,7 +275,14 @@ int runVarnookCtl(const QStringList &original)
     const bool wantsHelp = arguments.contains(u"--help"_s) || arguments.contains(u"-h"_s);
 
     if (words.isEmpty()) {
-        if (arguments.contains(u"--version"_s)) {
+        // No command: only the options of the program itself mean anything here.
+        QCommandLineParser parser;
+        parser.addOptions(globalOptions());
+        parser.addOption(jsonOption());
+        parser.addOption(versionOption());
+        if (!parser.parse(arguments))
+            return out.fail(ExitCode::badInput, parser.errorText() + u" See varnookctl --help."_s);
+        if (parser.isSet(u"version"_s)) {
             out.line(u"varnookctl "_s + QCoreApplication::applicationVersion());
             return ExitCode::ok;
         }

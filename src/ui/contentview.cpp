@@ -4,9 +4,11 @@
 #include "ui/controls/icons.h"
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pages.h"
+#include "ui/sidebaraccessible.h"
 #include "config/settingsmodel.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QFrame>
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -102,7 +104,7 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
     , m_toolBar(new QToolBar)
     , m_toggle(new QToolButton)
     , m_splitter(new SplitView(Qt::Horizontal))
-    , m_sidebarColumn(new QWidget)
+    , m_sidebarColumn(new SidebarColumn)
     , m_search(new QLineEdit)
     , m_sidebar(new QTreeWidget)
     , m_detail(new QWidget)
@@ -133,13 +135,17 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
     m_search->setObjectName(u"settingsSearch"_s);
     m_search->setPlaceholderText(u"Search settings"_s);
     m_search->setAccessibleName(u"Search settings"_s);
-    m_search->addAction(Icons::icon(u"magnifyingglass"_s), QLineEdit::LeadingPosition);
+    QAction *magnifier
+        = m_search->addAction(Icons::icon(u"magnifyingglass"_s), QLineEdit::LeadingPosition);
+    magnifier->setObjectName(u"searchIcon"_s);
+    magnifier->setText(u"Search"_s);
     // The clear button, drawn like the other symbols (the style's own would be loaded from an
     // icon file at start-up for one small cross).
     auto *clear
         = m_search->addAction(Icons::icon(u"xmark.circle.fill"_s), QLineEdit::TrailingPosition);
     clear->setObjectName(u"clearSearch"_s);
     clear->setToolTip(u"Clear the search"_s);
+    clear->setText(clear->toolTip()); // the accessible name of the button it becomes
     clear->setVisible(false);
     connect(clear, &QAction::triggered, this, [this] {
         m_search->clear();
@@ -327,7 +333,10 @@ void ContentView::buildSidebar()
     m_addBotItem = new QTreeWidgetItem(m_botsHeader);
     m_addBotItem->setFlags(Qt::ItemIsEnabled);
     m_addBotItem->setData(0, kindRole, AddBotRow);
-    m_addBot = new QToolButton;
+    auto *addBot = new AddBotButton;
+    addBot->setColumn(m_sidebarColumn);
+    m_sidebarColumn->setAddBotButton(addBot);
+    m_addBot = addBot;
     m_addBot->setObjectName(u"addBot"_s);
     m_addBot->setText(u"Add bot"_s);
     m_addBot->setAutoRaise(true);
@@ -337,8 +346,14 @@ void ContentView::buildSidebar()
     m_addBot->setToolTip(u"Complete the last bot's token first"_s);
     m_addBot->setAccessibleDescription(u"Complete the last bot's token first"_s);
     m_addBot->setForegroundRole(QPalette::PlaceholderText);
+    // The row itself reads as the button does, for a screen reader on the list's cells.
+    m_addBotItem->setData(0, Qt::AccessibleTextRole, m_addBot->text());
+    m_addBotItem->setData(0, Qt::AccessibleDescriptionRole, m_addBot->toolTip());
     m_sidebar->setItemWidget(m_addBotItem, 0, m_addBot);
     connect(m_addBot, &QToolButton::clicked, m_model, &SettingsModel::addBot);
+    m_addBot->installEventFilter(this);
+    connect(m_sidebar, &QTreeWidget::currentItemChanged, this,
+            &ContentView::focusAddBotWhenCurrent);
 
     for (SectionID section : allSections()) {
         auto *item = new QTreeWidgetItem(m_defaultsHeader, QStringList{sectionTitle(section)});
@@ -444,6 +459,18 @@ void ContentView::selectionFromList()
     if (m_syncing)
         return;
     const QList<QTreeWidgetItem *> rows = m_sidebar->selectedItems();
+    // The arrow keys stop on the headings and on "Add bot", which cannot be selected; the list
+    // then drops its selection, but the page stays: the selected row is marked again.
+    const QTreeWidgetItem *current = m_sidebar->currentItem();
+    if (rows.isEmpty() && current && !(current->flags() & Qt::ItemIsSelectable)
+        && m_model->selection()) {
+        if (QTreeWidgetItem *row = itemFor(*m_model->selection())) {
+            const bool wasSyncing = std::exchange(m_syncing, true);
+            row->setSelected(true);
+            m_syncing = wasSyncing;
+            return;
+        }
+    }
     m_model->setSelection(rows.isEmpty() ? std::nullopt : sidebarItemOf(rows.constFirst()));
 }
 
@@ -505,8 +532,32 @@ void ContentView::hideEvent(QHideEvent *event)
     m_statusTimer.stop();
 }
 
+void ContentView::focusAddBotWhenCurrent(QTreeWidgetItem *current)
+{
+    if (current == m_addBotItem && !m_leavingAddBot && m_sidebar->hasFocus()
+        && m_addBot->isEnabled())
+        m_addBot->setFocus(Qt::OtherFocusReason);
+}
+
+bool ContentView::leaveAddBot(int key)
+{
+    if (key != Qt::Key_Up && key != Qt::Key_Down)
+        return false;
+    // The list moves on from the "Add bot" row as if it had been the list's current row.
+    const bool wasLeaving = std::exchange(m_leavingAddBot, true);
+    m_sidebar->setFocus(Qt::OtherFocusReason);
+    m_sidebar->setCurrentItem(m_addBotItem, 0, QItemSelectionModel::NoUpdate);
+    QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+    QCoreApplication::sendEvent(m_sidebar, &press);
+    m_leavingAddBot = wasLeaving;
+    return true;
+}
+
 bool ContentView::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_addBot && event->type() == QEvent::KeyPress
+        && leaveAddBot(static_cast<QKeyEvent *>(event)->key()))
+        return true;
     if (watched == m_search && event->type() == QEvent::KeyPress
         && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape
         && !m_search->text().isEmpty()) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ui/sidebaraccessible.h"
 #include "config/sidebaritem.h"
 
 #include <QTimer>
@@ -73,12 +74,16 @@ private:
     // Shows the file problem and the save error, and lets the user edit only while the file
     // can be written.
     void applyFileState();
+    // The arrow keys walk through "Add bot" like through the other rows: reaching its row moves
+    // the focus to the button, and the arrows on the button move on to the rows around it.
+    void focusAddBotWhenCurrent(QTreeWidgetItem *current);
+    bool leaveAddBot(int key);
 
     SettingsModel *m_model;
     QToolBar *m_toolBar;
     QToolButton *m_toggle;
     QSplitter *m_splitter;
-    QWidget *m_sidebarColumn;
+    SidebarColumn *m_sidebarColumn;
     QLineEdit *m_search;
     QTreeWidget *m_sidebar;
     QTreeWidgetItem *m_botsHeader = nullptr;
@@ -97,6 +102,7 @@ private:
     qsizetype m_pageBotCount = -1;
     bool m_pageBuilt = false;
     bool m_syncing = false;
+    bool m_leavingAddBot = false;
     bool m_shownOnce = false;
     QTimer m_statusTimer;
 };

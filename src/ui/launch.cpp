@@ -1,5 +1,6 @@
 #include "ui/launch.h"
 
+#include "ui/commandline.h"
 #include "ui/contentview.h"
 #include "ui/controls/icons.h"
 #include "ui/mainwindow.h"
@@ -17,8 +18,6 @@
 #include <QNetworkAccessManager>
 #include <QPalette>
 #include <QSettings>
-
-#include <cstring>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -105,9 +104,23 @@ void SettingsApp::serve(SingleInstance *instance)
 
 // ---- the program -------------------------------------------------------------------------------
 
+std::optional<int> answerWithoutWindow(int argc, char **argv)
+{
+    const CommandLine commandLine = parseCommandLine(argumentsOf(argc, argv), QtOptions::Skipped);
+    switch (commandLine.action) {
+    case CommandLine::Action::OpenWindow:
+    case CommandLine::Action::RenderPages: return std::nullopt;
+    case CommandLine::Action::ShowHelp:
+    case CommandLine::Action::ShowVersion:
+    case CommandLine::Action::Refuse: return answer(commandLine);
+    }
+    return std::nullopt;
+}
+
 void prepareEnvironment(int argc, char **argv)
 {
-    if (argc >= 2 && std::strcmp(argv[1], "--render-pages") == 0
+    const CommandLine commandLine = parseCommandLine(argumentsOf(argc, argv), QtOptions::Skipped);
+    if (commandLine.action == CommandLine::Action::RenderPages
         && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 }
@@ -116,23 +129,20 @@ int run(const QStringList &arguments, const std::function<void(SettingsApp &app)
 {
     configureApplication();
 
-    if (arguments.size() >= 3 && arguments.at(1) == u"--render-pages"_s) {
-        QStringList rest = arguments.mid(2);
-        const qsizetype paletteAt = rest.indexOf(u"--palette"_s);
-        if (paletteAt >= 0 && paletteAt + 1 < rest.size()) {
-            if (rest.at(paletteAt + 1) == u"dark"_s)
-                QApplication::setPalette(darkPalette());
-            rest.remove(paletteAt, 2);
-        }
-        if (rest.isEmpty())
-            return 1;
-        const QString folder = rest.takeFirst();
-        const QString config
-            = rest.isEmpty() ? configPathFromArguments({arguments.at(0)}) : rest.constFirst();
-        return renderPages(config, folder) ? 0 : 1;
+    // Qt has taken its own options out of these by now.
+    const CommandLine commandLine = parseCommandLine(arguments, QtOptions::AlreadyRemoved);
+    const QString programName = arguments.value(0, u"varnook-settings"_s);
+    if (commandLine.action == CommandLine::Action::RenderPages) {
+        if (commandLine.darkPalette)
+            QApplication::setPalette(darkPalette());
+        const QString config = configPathFromArguments(commandLine.launchArguments(programName));
+        return renderPages(config, commandLine.renderFolder) ? 0 : 1;
     }
+    if (commandLine.action != CommandLine::Action::OpenWindow)
+        return answer(commandLine);
+    const QStringList launchArguments = commandLine.launchArguments(programName);
 
-    SingleInstance instance(configPathFromArguments(arguments));
+    SingleInstance instance(configPathFromArguments(launchArguments));
     SingleInstance::Role role = instance.claim();
     if (role == SingleInstance::Role::Secondary) {
         if (instance.activateRunning(qEnvironmentVariable("XDG_ACTIVATION_TOKEN")))
@@ -145,7 +155,7 @@ int run(const QStringList &arguments, const std::function<void(SettingsApp &app)
     }
 
     SettingsApp app;
-    app.launch(arguments);
+    app.launch(launchArguments);
     app.serve(&instance);
     if (launched)
         launched(app);

@@ -6,6 +6,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
 class MainWindow;
 class NotificationTransport;
@@ -72,11 +73,16 @@ private:
     std::unique_ptr<MainWindow> m_window;
 };
 
-// The whole program after the QApplication exists: the page renderer for "--render-pages",
-// otherwise the single-instance check (a second launch for the same file activates the first
-// and returns 0 at once), then the launch sequence and the event loop. `launched`, when given,
-// runs right after the launch sequence (the start-up benchmark watches the first paint there).
+// The whole program after the QApplication exists: the command line (see commandline.h), then
+// the page renderer for "--render-pages", otherwise the single-instance check (a second launch for
+// the same file activates the first and returns 0 at once), then the launch sequence and the event
+// loop. `launched`, when given, runs right after the launch sequence (the start-up benchmark
+// watches the first paint there).
 int run(const QStringList &arguments, const std::function<void(SettingsApp &app)> &launched = {});
+
+// Before the QApplication exists, so that no display is needed: answers -h/--help, -v/--version
+// and a command line it refuses, and returns the exit status; nothing when the program runs.
+std::optional<int> answerWithoutWindow(int argc, char **argv);
 
 // Before the QApplication exists: the page renderer draws offscreen.
 void prepareEnvironment(int argc, char **argv);

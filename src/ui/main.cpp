@@ -6,6 +6,8 @@
 
 int main(int argc, char *argv[])
 {
+    if (const std::optional<int> status = Shell::answerWithoutWindow(argc, argv))
+        return *status;
     // A file-size limit makes a save fail with "File too large" instead of ending the process.
     ConfigFile::ignoreFileSizeSignal();
     Shell::prepareEnvironment(argc, argv);

@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QScreen>
+#include <QScrollArea>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -30,7 +31,18 @@ MainWindow::MainWindow(QWidget *parent)
 void MainWindow::setContentView(ContentView *view)
 {
     m_content = view;
-    setCentralWidget(view);
+    // A window manager keeps the window at least as large as the content's minimum; without
+    // one the window can be made smaller, and the content then scrolls instead of being cut
+    // off at the right or the bottom.
+    auto *area = new QScrollArea;
+    area->setObjectName(u"windowScroll"_s);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setWidgetResizable(true);
+    area->setBackgroundRole(QPalette::Window);
+    area->viewport()->setAutoFillBackground(false);
+    area->setWidget(view);
+    setCentralWidget(area);
+    setMinimumSize(ContentView::minimumContentSize());
     resize(initialSize());
 }
 
@@ -55,7 +67,14 @@ void MainWindow::bringToFront()
 
 void MainWindow::closeEvent(QCloseEvent *event)
 {
-    // The last keystrokes of a field still being edited are saved like a Return would.
-    Field::commitPending(this);
+    // Saving may run code that asks to close again (the window system repeats a request the
+    // program was slow to answer); that is the same close, and it is accepted too.
+    if (!m_closing) {
+        m_closing = true;
+        // The last keystrokes of a field still being edited are saved like a Return would,
+        // before the window hides: hiding moves the focus, and the save must not wait for it.
+        Field::commitPending(this);
+        m_closing = false;
+    }
     event->accept(); // hides; WA_DeleteOnClose is off, so the window and its state stay
 }

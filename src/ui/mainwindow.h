@@ -28,4 +28,5 @@ protected:
 
 private:
     ContentView *m_content = nullptr;
+    bool m_closing = false;
 };

@@ -4,6 +4,7 @@
 // Header only: the support library itself links no widgets.
 
 #include "ui/contentview.h"
+#include "ui/controls/settingrow.h"
 #include "ui/mainwindow.h"
 #include "config/settingsmodel.h"
 #include "support/uisupport.h"
@@ -50,7 +51,10 @@ inline QStringList clippedWidgets(QWidget *page)
         if (rect.left() < 0 || rect.right() >= viewport->width())
             clipped.append(name + QStringLiteral(" sticks out"));
         if (auto *label = qobject_cast<QLabel *>(widget)) {
+            // An eliding label cuts its text on purpose, ends it with "…" and shows it whole
+            // in its tooltip.
             if (!label->wordWrap() && !label->text().isEmpty()
+                && !qobject_cast<ElidingLabel *>(label)
                 && label->fontMetrics().horizontalAdvance(label->text())
                        > label->contentsRect().width()) {
                 clipped.append(name + QStringLiteral(" text cut: ") + label->text());

@@ -280,6 +280,16 @@ private Q_SLOTS:
         m_model->setFilter(QString());
     }
 
+    // Updates opens with the same large heading as the other Defaults pages.
+    void updatesPageHasThePageHeading()
+    {
+        UpdatesView updates(m_model.get());
+        QCOMPARE(updates.page()->headingLabel()->text(), u"Updates"_s);
+        QVERIFY(!updates.page()->headingLabel()->isHidden());
+        SettingsPage other(m_model.get(), u"App"_s);
+        QCOMPARE(updates.page()->headingLabel()->font(), other.headingLabel()->font());
+    }
+
     void bothPagesRenderInTheWindowWithoutAnythingCutOff()
     {
         QCoreApplication::setApplicationVersion(u"0.1.0"_s);

@@ -1,5 +1,7 @@
 #include "ui/controls/choicecontrol.h"
 
+#include "ui/controls/settingrow.h"
+
 #include "ui/controls/field.h"
 #include "config/settingsmodel.h"
 
@@ -7,6 +9,11 @@
 #include <QHBoxLayout>
 
 using namespace Qt::Literals::StringLiterals;
+
+namespace {
+// Entries longer than this many characters make the menu keep a fixed width.
+constexpr qsizetype longEntry = 48;
+} // namespace
 
 ChoiceControl::ChoiceControl(QWidget *parent)
     : QWidget(parent)
@@ -95,10 +102,24 @@ void ChoiceControl::refresh()
         m_menu->clear();
         for (const auto &[text, tag] : std::as_const(entries))
             m_menu->addItem(text, tag);
+        // Entries are file names and values from the configuration file: a long one would make
+        // the menu as wide as itself. Past a length the menu keeps a fixed width and clips its
+        // current entry; the open list and the tooltip show entries in full.
+        qsizetype longest = 0;
+        for (const auto &entry : std::as_const(entries))
+            longest = std::max(longest, entry.first.size());
+        if (longest > longEntry) {
+            m_menu->setMinimumContentsLength(int(longEntry));
+            m_menu->setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+        } else {
+            m_menu->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+        }
     }
     // A value equal to the default is not listed on its own; it reads as the default entry.
     const int index = m_menu->findData(selectedTag());
     m_menu->setCurrentIndex(index >= 0 ? index : 0);
+    const QString current = m_menu->currentText();
+    m_menu->setToolTip(current.size() > longEntry ? plainToolTip(current) : QString());
 
     const bool custom = isCustomMode();
     if (custom != m_custom->isVisibleTo(this))

@@ -1,5 +1,6 @@
 #include "ui/controls/settingrow.h"
 
+#include "ui/controls/accessiblemenu.h"
 #include "config/settingsmodel.h"
 #include "ui/controls/elidedlabel.h"
 
@@ -9,7 +10,13 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
+#include <QHelpEvent>
+#include <QStyle>
+#include <QTextLayout>
+#include <QToolTip>
 #include <QVBoxLayout>
+
+#include <cmath>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -130,7 +137,59 @@ void WrapLabel::forgetMeasuresOfAnotherText() const
         return;
     m_heights.clear();
     m_sizeHint = m_minimumSizeHint = QSize();
+    m_longestWord = -1;
     m_measuredText = text();
+}
+
+int WrapLabel::longestWordWidth() const
+{
+    forgetMeasuresOfAnotherText();
+    if (m_longestWord < 0) {
+        const QFontMetrics metrics(font());
+        m_longestWord = 0;
+        for (const QStringView word : QStringView(m_measuredText).split(u' ', Qt::SkipEmptyParts))
+            m_longestWord = std::max(m_longestWord, metrics.horizontalAdvance(word.toString()));
+    }
+    return m_longestWord;
+}
+
+bool WrapLabel::breaksWords(int width) const
+{
+    return longestWordWidth() > width - frameExtent().width();
+}
+
+int WrapLabel::layOutBreakingWords(QTextLayout &layout, int width) const
+{
+    const int room = std::max(1, width - frameExtent().width());
+    QTextOption option(QStyle::visualAlignment(layoutDirection(), alignment()));
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setText(text());
+    layout.setFont(font());
+    layout.setTextOption(option);
+    qreal height = 0;
+    layout.beginLayout();
+    for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
+        line.setLineWidth(room);
+        line.setPosition(QPointF(0, height));
+        height += line.height();
+    }
+    layout.endLayout();
+    return int(std::ceil(height)) + frameExtent().height();
+}
+
+void WrapLabel::paintEvent(QPaintEvent *event)
+{
+    if (!breaksWords(width())) {
+        QLabel::paintEvent(event);
+        return;
+    }
+    QTextLayout layout;
+    layOutBreakingWords(layout, width());
+    QPainter painter(this);
+    painter.setPen(
+        palette().color(isEnabled() ? QPalette::Active : QPalette::Disabled, foregroundRole()));
+    const QMargins m = contentsMargins();
+    layout.draw(&painter, QPointF(m.left() + margin(), m.top() + margin()));
 }
 
 // What QLabel adds around the text: contents margins and the margin on both sides.
@@ -145,7 +204,13 @@ int WrapLabel::heightForWidth(int width) const
     forgetMeasuresOfAnotherText();
     if (const auto it = m_heights.constFind(width); it != m_heights.constEnd())
         return *it;
-    const int height = QLabel::heightForWidth(width);
+    int height = 0;
+    if (breaksWords(width)) {
+        QTextLayout layout;
+        height = layOutBreakingWords(layout, width);
+    } else {
+        height = QLabel::heightForWidth(width);
+    }
     if (m_heights.size() > 64)
         m_heights.clear();
     m_heights.insert(width, height);
@@ -170,13 +235,8 @@ QSize WrapLabel::minimumSizeHint() const
     forgetMeasuresOfAnotherText();
     if (!m_minimumSizeHint.isValid()) {
         const QFontMetrics metrics(font());
-        QStringView longest;
-        for (const QStringView word : QStringView(m_measuredText).split(u' ', Qt::SkipEmptyParts)) {
-            if (word.size() > longest.size())
-                longest = word;
-        }
-        m_minimumSizeHint = QSize(metrics.horizontalAdvance(longest.toString()), metrics.height())
-                            + frameExtent();
+        const int longest = std::min(longestWordWidth(), metrics.averageCharWidth() * 20);
+        m_minimumSizeHint = QSize(longest, metrics.height()) + frameExtent();
     }
     return m_minimumSizeHint;
 }
@@ -187,8 +247,66 @@ void WrapLabel::changeEvent(QEvent *event)
         || event->type() == QEvent::ContentsRectChange) {
         m_heights.clear();
         m_sizeHint = m_minimumSizeHint = QSize();
+        m_longestWord = -1;
     }
     QLabel::changeEvent(event);
+}
+
+// ---- ElidingLabel -----------------------------------------------------------------------------
+
+QString plainToolTip(const QString &text)
+{
+    return u"<qt>"_s + text.toHtmlEscaped() + u"</qt>"_s;
+}
+
+ElidingLabel::ElidingLabel(const QString &text, QWidget *parent)
+    : QLabel(parent)
+{
+    setTextFormat(Qt::PlainText);
+    setText(text);
+}
+
+QString ElidingLabel::fullText() const
+{
+    return buddy() ? QString(text()).replace(u"&&"_s, u"&"_s) : text();
+}
+
+QSize ElidingLabel::minimumSizeHint() const
+{
+    const QSize whole = QLabel::minimumSizeHint();
+    const int few = fontMetrics().horizontalAdvance(u"MMMMMMMM…"_s);
+    return {std::min(whole.width(), few), whole.height()};
+}
+
+bool ElidingLabel::isElided() const
+{
+    return fontMetrics().horizontalAdvance(fullText()) > contentsRect().width();
+}
+
+bool ElidingLabel::event(QEvent *event)
+{
+    if (event->type() == QEvent::ToolTip && toolTip().isEmpty()) {
+        auto *help = static_cast<QHelpEvent *>(event);
+        if (isElided())
+            QToolTip::showText(help->globalPos(), plainToolTip(fullText()), this);
+        else
+            QToolTip::hideText();
+        return true;
+    }
+    return QLabel::event(event);
+}
+
+void ElidingLabel::paintEvent(QPaintEvent *event)
+{
+    if (!isElided()) {
+        QLabel::paintEvent(event);
+        return;
+    }
+    QPainter painter(this);
+    const QRect room = contentsRect();
+    const QString shown = fontMetrics().elidedText(fullText(), Qt::ElideRight, room.width());
+    style()->drawItemText(&painter, room, QStyle::visualAlignment(layoutDirection(), alignment()),
+                          palette(), isEnabled(), shown, foregroundRole());
 }
 
 QLabel *secondaryLabel(const QString &text, QWidget *parent)
@@ -228,10 +346,11 @@ SettingRow::SettingRow(SettingsModel *model, const QString &title, const QString
     : FilteredRow(model, parent)
     , m_title(title)
     , m_explainer(explainer)
-    , m_titleLabel(plainLabel(title))
+    , m_titleLabel(new ElidingLabel(title))
     , m_explainerLabel(secondaryLabel(explainer))
     , m_line(new QHBoxLayout)
 {
+    AccessibleMenu::install(); // menus in rows are announced by the row's title
     setObjectName(objectNameForTitle(title) + u"Row"_s);
     m_titleLabel->setObjectName(u"title"_s);
     m_explainerLabel->setObjectName(u"explainer"_s);
@@ -326,7 +445,8 @@ void SettingRow::setControl(QWidget *control)
         if (button && !button->text().isEmpty())
             continue;
         if (widget->accessibleName().isEmpty())
-            widget->setAccessibleName(m_title);
+            widget->setAccessibleName(m_title
+                                      + widget->property(accessibleNameSuffixProperty).toString());
     }
     m_titleLabel->setBuddy(buddy ? buddy : control);
     describeControl();
@@ -409,7 +529,10 @@ ToggleRow::ToggleRow(SettingsModel *model, const QString &title, const QString &
     , m_switch(new SwitchButton)
 {
     setControl(m_switch);
-    connect(m_switch, &QAbstractButton::clicked, this, [this](bool checked) {
+    // toggled, not clicked: the keyboard, the mouse and a screen reader's "Toggle" action all
+    // change the switch, and each of them is the user's change. The model's own changes move
+    // the switch with its signals blocked.
+    connect(m_switch, &QAbstractButton::toggled, this, [this](bool checked) {
         if (m_isOn.set)
             m_isOn.set(checked);
         if (m_onToggle)
@@ -465,13 +588,14 @@ StatusRow::StatusRow(SettingsModel *model, const QString &label, QWidget *parent
     , m_label(label)
     , m_labelLabel(plainLabel(label))
     , m_dotWidget(new Dot)
-    , m_valueLabel(plainLabel())
+    , m_valueLabel(new ElidingLabel)
 {
     setObjectName(objectNameForTitle(label) + u"Row"_s);
     m_labelLabel->setObjectName(u"label"_s);
     m_valueLabel->setObjectName(objectNameForTitle(label) + u"Value"_s);
     m_valueLabel->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    m_valueLabel->setAccessibleName(label);
+    // A screen reader reads the value label's own text, labelled by the row's label.
+    m_labelLabel->setBuddy(m_valueLabel);
     m_dotWidget->setObjectName(u"dot"_s);
     m_dotWidget->hide();
 

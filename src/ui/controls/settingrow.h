@@ -15,8 +15,13 @@
 #include <optional>
 
 class QBoxLayout;
+class QTextLayout;
 class QHBoxLayout;
 class SettingsModel;
+
+// A control inside a row may carry this property (a string): the row then names it with its
+// title followed by the suffix, e.g. "Daily briefing time" + ", hour".
+inline constexpr char accessibleNameSuffixProperty[] = "accessibleNameSuffix";
 
 // The settings search rule shared by every row: an empty filter shows everything; otherwise the
 // row shows when its lower-cased haystack contains the lower-cased filter as one substring.
@@ -188,6 +193,9 @@ private:
 // the whole text out up to five times (a search for a pleasing width, one line, every word on
 // a line of its own); each lay-out shapes the text again. Explainers are on every row, so the
 // answers are worked out more cheaply and kept until the text or font changes.
+//
+// A word too long for the width (a URL, a path, a name without blanks) is broken where it
+// reaches the edge instead of running out of the label.
 class WrapLabel final : public QLabel {
     Q_OBJECT
 public:
@@ -195,21 +203,54 @@ public:
     int heightForWidth(int width) const override;
     // The text on lines of at most about 80 characters.
     QSize sizeHint() const override;
-    // One line, as wide as the longest word.
+    // One line, as wide as the longest word, but no wider than about 20 characters: longer
+    // words are broken.
     QSize minimumSizeHint() const override;
 
 protected:
     void changeEvent(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
 
 private:
     void forgetMeasuresOfAnotherText() const;
     QSize frameExtent() const;
+    int longestWordWidth() const;
+    // Whether a word is wider than the text's room at this label width.
+    bool breaksWords(int width) const;
+    // Lays the text out for a label `width` wide, breaking long words; returns its height.
+    int layOutBreakingWords(QTextLayout &layout, int width) const;
 
     mutable QString m_measuredText;
     mutable QHash<int, int> m_heights;
     mutable QSize m_sizeHint;
     mutable QSize m_minimumSizeHint;
+    mutable int m_longestWord = -1;
 };
+
+// A one-line label for text that may be longer than the room it gets (a nickname as a page
+// heading, a skill title, a status value). While it fits it is an ordinary label; when it does
+// not, it shows as much as fits followed by "…", and hovering it shows the whole text. Its
+// minimum width is a few characters, so a long text never pushes the controls beside it out of
+// the window. A screen reader reads the whole text.
+class ElidingLabel final : public QLabel {
+    Q_OBJECT
+public:
+    explicit ElidingLabel(const QString &text = {}, QWidget *parent = nullptr);
+
+    QSize minimumSizeHint() const override;
+    // Whether the text is cut short at the current width.
+    bool isElided() const;
+    // The text as drawn: without the doubled "&" of a label with a buddy.
+    QString fullText() const;
+
+protected:
+    bool event(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+};
+
+// A tooltip that shows `text` exactly as written: tooltips guess from the text whether it is
+// markup, so outside text is escaped and marked as rich text.
+QString plainToolTip(const QString &text);
 
 // Hides `widget`, or lets it show. Unlike setVisible(true), never shows a widget that has no
 // parent yet, which would open it as a window of its own until a layout adopts it; such a

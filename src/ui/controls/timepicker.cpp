@@ -38,8 +38,9 @@ TimePickerView::TimePickerView(QWidget *parent)
         m_hour->addItem(u"%1"_s.arg(h, 2, 10, QLatin1Char('0')), h);
     for (int m = 0; m < 60; ++m)
         m_minute->addItem(u"%1"_s.arg(m, 2, 10, QLatin1Char('0')), m);
-    m_hour->setAccessibleDescription(u"Hour"_s);
-    m_minute->setAccessibleDescription(u"Minute"_s);
+    // The row names them "<row title>, hour" and "<row title>, minute"; the value is the value.
+    m_hour->setProperty(accessibleNameSuffixProperty, u", hour"_s);
+    m_minute->setProperty(accessibleNameSuffixProperty, u", minute"_s);
     m_minute->setMaxVisibleItems(15);
     m_useGlobal->hide();
 

@@ -137,10 +137,11 @@ InfoSection::InfoSection(const QString &title, QWidget *parent)
 
 QLabel *InfoSection::addRow(const QString &title, const QString &value, const QString &valueName)
 {
-    QLabel *label = secondary(value, valueName);
-    label->setWordWrap(true);
+    // A path is one long word: it breaks where it reaches the edge.
+    QLabel *label = new WrapLabel(value);
+    label->setObjectName(valueName);
+    label->setForegroundRole(QPalette::PlaceholderText);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    label->setAccessibleName(title);
     addRow(title, label);
     return label;
 }
@@ -155,6 +156,8 @@ void InfoSection::addRow(const QString &title, QWidget *value)
     QLabel *titleLabel = plainLabel(title);
     titleLabel->setObjectName(u"title"_s);
     titleLabel->setFixedWidth(titleColumnWidth);
+    // A screen reader reads the value (its own text, or its widget's), labelled by the title.
+    titleLabel->setBuddy(value);
     layout->addWidget(titleLabel, 0, Qt::AlignTop);
     layout->addWidget(value, 1);
     m_layout->addWidget(row);

@@ -62,9 +62,8 @@ void showOutcome(QLabel *label, bool testing, const std::optional<TestOutcome> &
 // long and wrap there instead of squeezing the button or widening the page.
 QLabel *outcomeLabel(const QString &name)
 {
-    QLabel *label = plainLabel();
+    QLabel *label = new WrapLabel; // an address in a message may be one long word
     label->setObjectName(name);
-    label->setWordWrap(true);
     label->setAlignment(Qt::AlignRight | Qt::AlignTop);
     label->setTextInteractionFlags(Qt::TextSelectableByMouse);
     label->setContentsMargins(0, 0, 0, 4);
@@ -122,12 +121,11 @@ void ModelSection::buildStatus()
     auto *provider = new StatusRow(model, u"Primary provider"_s);
     auto *backups = new StatusRow(model, u"Backup models"_s);
     auto *requests = new StatusRow(model, u"Requests"_s);
-    QLabel *perBot = plainLabel();
+    QLabel *perBot = new WrapLabel; // nicknames may be long words
     perBot->setObjectName(u"requestsByBot"_s);
     perBot->setFont(breakdownFont(perBot->font()));
     perBot->setForegroundRole(QPalette::PlaceholderText);
     perBot->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    perBot->setWordWrap(true);
     auto *tokens = new StatusRow(model, u"Tokens used"_s);
     for (QWidget *widget : {static_cast<QWidget *>(running), static_cast<QWidget *>(provider),
                             static_cast<QWidget *>(backups), static_cast<QWidget *>(requests),

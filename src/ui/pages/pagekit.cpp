@@ -92,12 +92,15 @@ void SettingsGroup::updateVisibility()
 SettingsPage::SettingsPage(SettingsModel *model, const QString &heading, QWidget *parent)
     : QScrollArea(parent)
     , m_model(model)
-    , m_heading(plainLabel(heading))
+    , m_heading(new ElidingLabel(heading))
     , m_layout(new QVBoxLayout)
 {
     setWidgetResizable(true);
     setFrameShape(QFrame::NoFrame);
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    // Rows elide or wrap long texts, so a page is only wider than its column when the column
+    // is narrower than the page's minimum (a window made smaller than its minimum size): then
+    // it scrolls sideways rather than cutting controls off.
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
 
     auto *content = new QWidget;
     content->setObjectName(u"pageContent"_s);

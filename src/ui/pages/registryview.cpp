@@ -253,6 +253,7 @@ QWidget *RegistryView::buildSearchBar()
     QAction *icon
         = m_search->addAction(Icons::icon(u"magnifyingglass"_s), QLineEdit::LeadingPosition);
     icon->setObjectName(u"registrySearchIcon"_s);
+    icon->setText(u"Search"_s);
     icon->setEnabled(false); // a sign, not a button
     QAction *clear
         = m_search->addAction(Icons::icon(u"xmark.circle.fill"_s), QLineEdit::TrailingPosition);
@@ -326,9 +327,8 @@ QWidget *RegistryView::buildCatalogueActions()
     line->addStretch(1);
     column->addLayout(line);
 
-    QLabel *error = plainLabel();
+    QLabel *error = new WrapLabel; // names an address, which may be long
     error->setObjectName(u"catalogError"_s);
-    error->setWordWrap(true);
     QPalette palette = error->palette();
     palette.setColor(QPalette::WindowText, StatusColors::bad());
     error->setPalette(palette);

@@ -28,7 +28,7 @@ QLabel *note(const QString &text, const QString &name)
 
 UpdatesView::UpdatesView(SettingsModel *model, QWidget *parent)
     : QWidget(parent)
-    , m_page(new SettingsPage(model, QString()))
+    , m_page(new SettingsPage(model, u"Updates"_s))
 {
     setObjectName(u"updatesPage"_s);
     auto *layout = new QVBoxLayout(this);
