@@ -254,11 +254,6 @@ void WrapLabel::changeEvent(QEvent *event)
 
 // ---- ElidingLabel -----------------------------------------------------------------------------
 
-QString plainToolTip(const QString &text)
-{
-    return u"<qt>"_s + text.toHtmlEscaped() + u"</qt>"_s;
-}
-
 ElidingLabel::ElidingLabel(const QString &text, QWidget *parent)
     : QLabel(parent)
 {

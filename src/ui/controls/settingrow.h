@@ -1,5 +1,7 @@
 #pragma once
 
+#include "ui/controls/elidedlabel.h" // plainToolTip
+
 #include "ui/controls/binding.h"
 
 #include <QCheckBox>
@@ -247,10 +249,6 @@ protected:
     bool event(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 };
-
-// A tooltip that shows `text` exactly as written: tooltips guess from the text whether it is
-// markup, so outside text is escaped and marked as rich text.
-QString plainToolTip(const QString &text);
 
 // Hides `widget`, or lets it show. Unlike setVisible(true), never shows a widget that has no
 // parent yet, which would open it as a window of its own until a layout adopts it; such a
