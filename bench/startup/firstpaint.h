@@ -17,16 +17,20 @@
 
 class FirstPaintProbe final : public QObject {
 public:
+    // Watches every widget: a window whose content covers it whole (the settings window's
+    // scroll area) paints only its children, never itself.
     explicit FirstPaintProbe(QWidget *window)
         : QObject(window)
+        , m_window(window)
     {
-        window->installEventFilter(this);
+        QCoreApplication::instance()->installEventFilter(this);
     }
 
 protected:
-    bool eventFilter(QObject *, QEvent *event) override
+    bool eventFilter(QObject *watched, QEvent *event) override
     {
-        if (event->type() == QEvent::Paint && !m_seen) {
+        const auto *widget = qobject_cast<QWidget *>(watched);
+        if (event->type() == QEvent::Paint && !m_seen && widget && widget->window() == m_window) {
             m_seen = true;
             // After this paint has been delivered and flushed.
             QTimer::singleShot(0, this, [] { report(); });
@@ -50,5 +54,6 @@ private:
         QCoreApplication::exit(0);
     }
 
+    QWidget *m_window;
     bool m_seen = false;
 };
