@@ -10,7 +10,7 @@ packages=(
   dbus dbus-daemon dbus-bin libglib2.0-bin
   libbenchmark-dev
   clang libclang-rt-14-dev clang-format
-  xvfb xauth
+  xvfb xauth libxcb1-dev
   desktop-file-utils appstream
   "$@"
 )

@@ -290,6 +290,22 @@ private Q_SLOTS:
         QCOMPARE(updates.page()->headingLabel()->font(), other.headingLabel()->font());
     }
 
+    // About opens with that heading too, above its centred name block.
+    void aboutPageHasThePageHeadingAboveTheHeader()
+    {
+        auto about = show(std::make_unique<AboutView>(m_model.get()));
+        QLabel *heading = about->page()->headingLabel();
+        QCOMPARE(heading->text(), u"About"_s);
+        QVERIFY(heading->isVisible());
+        SettingsPage other(m_model.get(), u"App"_s);
+        QCOMPARE(heading->font(), other.headingLabel()->font());
+        const auto *title = find<QLabel>(about.get(), u"appTitle"_s);
+        QVERIFY(heading->mapTo(about.get(), QPoint(0, heading->height())).y()
+                <= about->logo()->mapTo(about.get(), QPoint()).y());
+        QVERIFY(title->mapTo(about.get(), QPoint()).y()
+                > about->logo()->mapTo(about.get(), QPoint()).y());
+    }
+
     void bothPagesRenderInTheWindowWithoutAnythingCutOff()
     {
         QCoreApplication::setApplicationVersion(u"0.1.0"_s);

@@ -178,7 +178,9 @@ QString AboutView::versionText()
 
 AboutView::AboutView(SettingsModel *model, const QString &logoResource, QWidget *parent)
     : QWidget(parent)
-    , m_page(new SettingsPage(model, QString()))
+    // The same large heading as every other page of the sidebar's Defaults, so a screen reader
+    // user moving by headings lands on "About" first; the centred name block follows it.
+    , m_page(new SettingsPage(model, u"About"_s))
     , m_logo(new QLabel)
 {
     setObjectName(u"aboutPage"_s);
