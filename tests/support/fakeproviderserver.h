@@ -22,7 +22,7 @@ struct RecordedRequest {
 };
 
 // A loopback OpenAI-compatible endpoint: records every request (any method, any path) and
-// answers with the status chosen for its path, optionally after a delay. Listens on
+// answers with the status (and body) chosen for its path, optionally after a delay. Listens on
 // 127.0.0.1 at a free port.
 class FakeProviderServer final : public QObject {
     Q_OBJECT
@@ -30,6 +30,7 @@ public:
     struct Answer {
         int status = 200;
         int delayMs = 0;
+        QByteArray body; // sent as application/json when not empty
     };
 
     explicit FakeProviderServer(QObject *parent = nullptr);
