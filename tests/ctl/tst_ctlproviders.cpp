@@ -92,8 +92,8 @@ private Q_SLOTS:
     void modelsPrintsTheSortedIdsOneALine()
     {
         writeConfig(everything());
-        m_server.setAnswer(u"/p/models"_s,
-                           {200, 0, modelsAnswer({u"gpt-5"_s, u"deepseek-v4"_s, u"Claude"_s})});
+        m_server.setAnswer(u"/p/models"_s, {200, 0},
+                           modelsAnswer({u"gpt-5"_s, u"deepseek-v4"_s, u"Claude"_s}));
         const CtlResult result = run({u"models"_s});
         QCOMPARE(result.exitCode, 0);
         QCOMPARE(result.outputLines(), (QStringList{u"Claude"_s, u"deepseek-v4"_s, u"gpt-5"_s}));
@@ -116,9 +116,9 @@ private Q_SLOTS:
     void modelsAsksTheChosenBackupOrBot()
     {
         writeConfig(everything());
-        m_server.setAnswer(u"/b/models"_s, {200, 0, modelsAnswer({u"from-b"_s})});
-        m_server.setAnswer(u"/t/models"_s, {200, 0, modelsAnswer({u"from-t"_s})});
-        m_server.setAnswer(u"/p/models"_s, {200, 0, modelsAnswer({u"from-p"_s})});
+        m_server.setAnswer(u"/b/models"_s, {200, 0}, modelsAnswer({u"from-b"_s}));
+        m_server.setAnswer(u"/t/models"_s, {200, 0}, modelsAnswer({u"from-t"_s}));
+        m_server.setAnswer(u"/p/models"_s, {200, 0}, modelsAnswer({u"from-p"_s}));
 
         QCOMPARE(run({u"models"_s, u"--backup"_s, u"2"_s}).output(), u"from-b\n"_s);
         QVERIFY(!m_server.requests().constLast().hasHeader("Authorization"));
@@ -141,18 +141,18 @@ private Q_SLOTS:
     void modelsFailuresUseTheConnectionTestsTextsAndExit1()
     {
         writeConfig(everything());
-        m_server.setAnswer(u"/p/models"_s, {401, 0, R"({"error":"no"})"});
+        m_server.setAnswer(u"/p/models"_s, {401, 0}, R"({"error":"no"})");
         const CtlResult refused = run({u"models"_s});
         QCOMPARE(refused.exitCode, 1);
         QCOMPARE(refused.error(), u"varnookctl: mp: HTTP 401\n"_s);
         QVERIFY(refused.out.isEmpty());
 
-        m_server.setAnswer(u"/p/models"_s, {200, 0, "<html>models</html>"});
+        m_server.setAnswer(u"/p/models"_s, {200, 0}, "<html>models</html>");
         const CtlResult garbage = run({u"models"_s});
         QCOMPARE(garbage.exitCode, 1);
         QCOMPARE(garbage.error(), u"varnookctl: mp: not a list of models\n"_s);
 
-        m_server.setAnswer(u"/p/models"_s, {200, 0, modelsAnswer({})});
+        m_server.setAnswer(u"/p/models"_s, {200, 0}, modelsAnswer({}));
         const CtlResult empty = run({u"models"_s});
         QCOMPARE(empty.exitCode, 0);
         QVERIFY(empty.out.isEmpty());

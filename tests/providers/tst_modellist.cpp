@@ -91,8 +91,8 @@ private Q_SLOTS:
 
     void answerIsOfferedSortedAfterAnAuthorizedGet()
     {
-        m_server.setAnswer(u"/v1/models"_s,
-                           {200, 0, modelsAnswer({u"zeta"_s, u"alpha"_s, u"Mid"_s})});
+        m_server.setAnswer(u"/v1/models"_s, {200, 0},
+                           modelsAnswer({u"zeta"_s, u"alpha"_s, u"Mid"_s}));
         const auto heard = fetch(m_server.url(u"/v1/"_s), u"sk-list"_s, u"alpha"_s);
         QCOMPARE(heard->calls, 1);
         QVERIFY(heard->list.ok);
@@ -108,7 +108,7 @@ private Q_SLOTS:
 
     void withoutAKeyNoAuthorizationIsSent()
     {
-        m_server.setAnswer(u"/models"_s, {200, 0, modelsAnswer({u"only"_s})});
+        m_server.setAnswer(u"/models"_s, {200, 0}, modelsAnswer({u"only"_s}));
         const auto heard = fetch(m_server.url(), QString(), u"m"_s);
         QVERIFY(heard->list.ok);
         QCOMPARE(heard->list.message, u"1 model"_s);
@@ -117,7 +117,7 @@ private Q_SLOTS:
 
     void anEmptyListIsAnAnswerWithNoModels()
     {
-        m_server.setAnswer(u"/v1/models"_s, {200, 0, modelsAnswer({})});
+        m_server.setAnswer(u"/v1/models"_s, {200, 0}, modelsAnswer({}));
         const auto heard = fetch(m_server.url(u"/v1"_s), u"k"_s, u"m"_s);
         QVERIFY(heard->list.ok);
         QVERIFY(heard->list.ids.isEmpty());
@@ -126,7 +126,7 @@ private Q_SLOTS:
 
     void garbageIsNotAListOfModels()
     {
-        m_server.setAnswer(u"/v1/models"_s, {200, 0, "{\"data\": [\"unterminated"});
+        m_server.setAnswer(u"/v1/models"_s, {200, 0}, "{\"data\": [\"unterminated");
         const auto heard = fetch(m_server.url(u"/v1"_s), u"k"_s, u"gpt-5"_s);
         QVERIFY(!heard->list.ok);
         QVERIFY(heard->list.ids.isEmpty());
@@ -135,7 +135,7 @@ private Q_SLOTS:
 
     void refusalReadsLikeTheConnectionTest()
     {
-        m_server.setAnswer(u"/v1/models"_s, {401, 0, R"({"error":"bad key"})"});
+        m_server.setAnswer(u"/v1/models"_s, {401, 0}, R"({"error":"bad key"})");
         const auto heard = fetch(m_server.url(u"/v1"_s), u"wrong"_s, u"gpt-5"_s);
         QVERIFY(!heard->list.ok);
         QCOMPARE(heard->list.message, u"gpt-5: HTTP 401"_s);
@@ -176,7 +176,7 @@ private Q_SLOTS:
 
     void noAnswerComesAfterTheContextIsGone()
     {
-        m_server.setAnswer(u"/v1/models"_s, {200, 300, modelsAnswer({u"a"_s})});
+        m_server.setAnswer(u"/v1/models"_s, {200, 300}, modelsAnswer({u"a"_s}));
         auto context = std::make_unique<QObject>();
         int calls = 0;
         Providers::fetchModels(&m_network, 5000, context.get(),

@@ -73,7 +73,7 @@ FakeProviderServer::FakeProviderServer(QObject *parent)
 
             const Answer answer = m_answers.value(recorded.path, m_defaultAnswer);
             const auto status = QHttpServerResponder::StatusCode(answer.status);
-            const QByteArray body = answer.body;
+            const QByteArray body = m_bodies.value(recorded.path);
             auto respond = [status, body](QHttpServerResponder &to) {
                 if (body.isEmpty())
                     to.write(status);

@@ -30,7 +30,6 @@ public:
     struct Answer {
         int status = 200;
         int delayMs = 0;
-        QByteArray body; // sent as application/json when not empty
     };
 
     explicit FakeProviderServer(QObject *parent = nullptr);
@@ -42,6 +41,12 @@ public:
 
     void setDefaultAnswer(Answer answer) { m_defaultAnswer = answer; }
     void setAnswer(const QString &path, Answer answer) { m_answers.insert(path, answer); }
+    // The body sent, as application/json, with the answer for `path`.
+    void setAnswer(const QString &path, Answer answer, const QByteArray &body)
+    {
+        m_answers.insert(path, answer);
+        m_bodies.insert(path, body);
+    }
 
     const QList<RecordedRequest> &requests() const { return m_requests; }
     void clear() { m_requests.clear(); }
@@ -54,6 +59,7 @@ private:
     quint16 m_port = 0;
     Answer m_defaultAnswer;
     QHash<QString, Answer> m_answers;
+    QHash<QString, QByteArray> m_bodies;
     QList<RecordedRequest> m_requests;
 };
 

@@ -10,6 +10,7 @@
 #include "config/settingsmodel.h"
 #include "providers/providerbatch.h"
 #include "service/notificationtransport.h"
+#include "support/accessibilitywalk.h"
 #include "support/fakeproviderserver.h"
 #include "support/pageshots.h"
 #include "support/silentserver.h"
@@ -124,9 +125,9 @@ private Q_SLOTS:
 
     void fetchModelsOffersTheSortedIdsAsAFilteredCompletion()
     {
-        m_server.setAnswer(u"/v1/models"_s, {200, 150,
-                                             modelsAnswer({u"gpt-5"_s, u"GPT-4o-mini"_s,
-                                                           u"claude-sonnet-4-5"_s, u"o3"_s})});
+        m_server.setAnswer(
+            u"/v1/models"_s, {200, 150},
+            modelsAnswer({u"gpt-5"_s, u"GPT-4o-mini"_s, u"claude-sonnet-4-5"_s, u"o3"_s}));
         open(primaryAndBackup());
         auto *fetch = widget<QPushButton>(u"primaryModelFetch"_s);
         QVERIFY(fetch);
@@ -182,7 +183,7 @@ private Q_SLOTS:
 
     void eachBackupModelFetchesFromItsOwnProvider()
     {
-        m_server.setAnswer(u"/backup/models"_s, {200, 0, modelsAnswer({u"qwen3"_s})});
+        m_server.setAnswer(u"/backup/models"_s, {200, 0}, modelsAnswer({u"qwen3"_s}));
         open(primaryAndBackup());
         QTest::mouseClick(widget<QPushButton>(u"fallback0ModelFetch"_s), Qt::LeftButton);
         QTRY_COMPARE(widget<QLabel>(u"fallback0ModelModels"_s)->text(), u"1 model"_s);
@@ -207,7 +208,7 @@ private Q_SLOTS:
         QFETCH(int, status);
         QFETCH(QByteArray, body);
         QFETCH(QString, expected);
-        m_server.setAnswer(u"/v1/models"_s, {status, 0, body});
+        m_server.setAnswer(u"/v1/models"_s, {status, 0}, body);
         open(primaryAndBackup());
         QTest::mouseClick(widget<QPushButton>(u"primaryModelFetch"_s), Qt::LeftButton);
         auto *message = widget<QLabel>(u"primaryModelModels"_s);
@@ -228,8 +229,8 @@ private Q_SLOTS:
 
     void aBotFetchesFromWhatItInheritsAndFromItsOwnBackups()
     {
-        m_server.setAnswer(u"/v1/models"_s, {200, 0, modelsAnswer({u"inherited"_s})});
-        m_server.setAnswer(u"/own/models"_s, {200, 0, modelsAnswer({u"own-a"_s, u"own-b"_s})});
+        m_server.setAnswer(u"/v1/models"_s, {200, 0}, modelsAnswer({u"inherited"_s}));
+        m_server.setAnswer(u"/own/models"_s, {200, 0}, modelsAnswer({u"own-a"_s, u"own-b"_s}));
         QJsonObject config = primaryAndBackup();
         config.insert(u"bot_tokens"_s, QJsonArray{u"1:a"_s});
         config.insert(u"bot_profiles"_s,
@@ -288,6 +289,14 @@ private Q_SLOTS:
         // Four at a time: the fifth waits.
         QCOMPARE(table->item(4, 3)->text(), u"Waiting"_s);
         QCOMPARE(table->item(0, 3)->text(), u"Testing connection…"_s);
+        QCOMPARE(table->item(0, 4)->text(), u"—"_s);
+        // Every cell, the button and the field beside it say what they are.
+        const QStringList unnamed = AccessibilityWalk::unnamedInteractive(m_page.get());
+        QVERIFY2(unnamed.isEmpty(), qPrintable(unnamed.join(u", "_s)));
+        QAccessibleInterface *tableInterface
+            = AccessibilityWalk::reachableInterfaceOf(m_page.get(), table);
+        QVERIFY(tableInterface);
+        QVERIFY(AccessibilityWalk::reads(tableInterface, u"Primary model"_s));
 
         auto *summary = widget<QLabel>(u"testAllSummary"_s);
         QTRY_COMPARE(summary->text(), u"3 of 5 answered"_s);
@@ -337,7 +346,7 @@ private Q_SLOTS:
     void rendersWithLongTextsLightAndDark()
     {
         const QString longText = QString(u"x"_s).repeated(380) + u"-end-of-text"_s;
-        m_server.setAnswer(u"/v1/models"_s, {200, 0, modelsAnswer({longText, u"gpt-5"_s})});
+        m_server.setAnswer(u"/v1/models"_s, {200, 0}, modelsAnswer({longText, u"gpt-5"_s}));
         m_server.setAnswer(u"/long/chat/completions"_s, {401, 0});
         QJsonObject config = primaryAndBackup();
         config.insert(u"fallbacks"_s,

@@ -59,7 +59,8 @@ void fillRow(QTableWidget *table, int index, const ProviderBatch::Row &row)
     else
         outcomeItem->setForeground(table->palette().placeholderText());
     table->setItem(index, OutcomeColumn, outcomeItem);
-    QTableWidgetItem *ms = cell(row.ms < 0 ? QString() : QString::number(row.ms));
+    // A dash rather than nothing while the time is not known: a screen reader skips no cell.
+    QTableWidgetItem *ms = cell(row.ms < 0 ? u"—"_s : QString::number(row.ms));
     ms->setTextAlignment(Qt::AlignRight | Qt::AlignVCenter);
     table->setItem(index, MsColumn, ms);
 }
