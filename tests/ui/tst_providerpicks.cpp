@@ -6,6 +6,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pagerenderer.h"
 #include "ui/pages/botpage.h"
+#include "ui/pages/botskillssheet.h"
 #include "ui/pages/modelsection.h"
 #include "config/settingsmodel.h"
 #include "providers/providerbatch.h"
@@ -19,6 +20,7 @@
 #include <QAbstractItemView>
 #include <QApplication>
 #include <QCompleter>
+#include <QDir>
 #include <QHeaderView>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -359,10 +361,27 @@ private Q_SLOTS:
         m_model->setProviderTestTimeout(20000);
         QTest::mouseClick(widget<QPushButton>(u"testAll"_s), Qt::LeftButton);
         QTRY_VERIFY(widget<QLabel>(u"testAllSummary"_s)->text().endsWith(u"answered"_s));
-        m_page.reset();
-
         const QString folder = PageShots::folder(m_dir->path());
         const QPalette light = QApplication::palette();
+
+        // The lines under the model fields after a fetch: a count, and a long failure in red.
+        QTest::mouseClick(widget<QPushButton>(u"primaryModelFetch"_s), Qt::LeftButton);
+        QTest::mouseClick(widget<QPushButton>(u"fallback0ModelFetch"_s), Qt::LeftButton);
+        QTRY_COMPARE(widget<QLabel>(u"primaryModelModels"_s)->text(), u"2 models"_s);
+        QTRY_COMPARE(widget<QLabel>(u"fallback0ModelModels"_s)->text(),
+                     longText + u": not a list of models"_s);
+        auto *primary = widget<QLabel>(u"primaryModelModels"_s);
+        QVERIFY(primary->isVisible());
+        for (const bool dark : {false, true}) {
+            QApplication::setPalette(dark ? Shell::darkPalette() : light);
+            UiSupport::settle();
+            const QPixmap shot = m_page->grab();
+            QVERIFY(shot.save(QDir(folder).filePath(dark ? u"providers-fetch-dark.png"_s
+                                                         : u"providers-fetch-light.png"_s)));
+        }
+        QApplication::setPalette(light);
+        m_page.reset();
+
         for (const bool dark : {false, true}) {
             QApplication::setPalette(dark ? Shell::darkPalette() : light);
             const QString suffix = dark ? u"-dark"_s : u"-light"_s;
