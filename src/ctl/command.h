@@ -88,12 +88,13 @@ struct Command {
 };
 
 // The command tables, one per area.
-QList<Command> configCommands();   // keys, get, set, unset, bot …
-QList<Command> backupCommands();   // backup …, bot backup …
-QList<Command> serviceCommands();  // status, start, stop, restart, test
-QList<Command> skillCommands();    // skills …
-QList<Command> fileCommands();     // export, import, personas
-QList<Command> providerCommands(); // models
+QList<Command> configCommands();  // keys, get, set, unset, bot …
+QList<Command> backupCommands();  // backup …, bot backup …
+QList<Command> serviceCommands(); // status, start, stop, restart, test
+QList<Command> skillCommands();   // skills …
+QList<Command> fileCommands();    // export, import, personas
 
-// test --all: every provider of the configuration, a few at a time, as a table.
+// models, and test --all (which the test command hands on): every provider of the
+// configuration, a few at a time, as a table.
+QList<Command> providerCommands();
 int runTestAll(CommandContext &context);
