@@ -84,11 +84,11 @@ int runTestAll(CommandContext &context)
 {
     Output &out = context.out();
     SettingsModel &model = context.model();
-    Providers::ProviderBatch batch(model.network());
+    Providers::ProviderBatch batch;
     batch.setTimeout(model.providerTestTimeout());
     QEventLoop loop;
     QObject::connect(&batch, &Providers::ProviderBatch::finished, &loop, &QEventLoop::quit);
-    batch.start(Providers::allTargets(model.values()));
+    batch.start(model.network(), Providers::allTargets(model.values()));
     loop.exec();
 
     if (out.json()) {

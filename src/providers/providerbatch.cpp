@@ -17,17 +17,16 @@ QString ProviderBatch::Row::outcomeText() const
                                               : outcome.message;
 }
 
-ProviderBatch::ProviderBatch(QNetworkAccessManager *network, QObject *parent)
+ProviderBatch::ProviderBatch(QObject *parent)
     : QObject(parent)
-    , m_network(network)
-{
-    Q_ASSERT(network);
-}
+{}
 
 ProviderBatch::~ProviderBatch() = default;
 
-void ProviderBatch::start(const QList<ProviderTarget> &targets)
+void ProviderBatch::start(QNetworkAccessManager *network, const QList<ProviderTarget> &targets)
 {
+    Q_ASSERT(network);
+    m_network = network;
     delete m_run;
     m_run = new QObject(this);
     m_rows.clear();

@@ -34,14 +34,16 @@ public:
         QString outcomeText() const;
     };
 
-    // `network` must outlive the batch; `timeoutMs` of zero or less is the test's default.
-    explicit ProviderBatch(QNetworkAccessManager *network, QObject *parent = nullptr);
+    explicit ProviderBatch(QObject *parent = nullptr);
     ~ProviderBatch() override;
 
+    // The deadline of each test; zero or less is the test's default.
     void setTimeout(int ms) { m_timeoutMs = ms; }
 
-    // Starts testing `targets`, dropping any run still going (its requests are aborted).
-    void start(const QList<ProviderTarget> &targets);
+    // Starts testing `targets` on `network`, which must outlive the run, dropping any run still
+    // going (its requests are aborted). The network is only asked for here, so that a window
+    // that never tests makes no network access manager.
+    void start(QNetworkAccessManager *network, const QList<ProviderTarget> &targets);
 
     bool running() const { return m_running; }
     const QList<Row> &rows() const { return m_rows; }
@@ -59,7 +61,7 @@ Q_SIGNALS:
 private:
     void startNext();
 
-    QNetworkAccessManager *m_network;
+    QNetworkAccessManager *m_network = nullptr;
     int m_timeoutMs = 0;
     QList<Row> m_rows;
     QList<QElapsedTimer> m_clocks;

@@ -88,7 +88,7 @@ private Q_SLOTS:
                             u"key-"_s + QString::number(i), u"m"_s + QString::number(i)});
         }
 
-        ProviderBatch batch(&m_network);
+        ProviderBatch batch;
         batch.setTimeout(5000);
         int mostAtOnce = 0;
         connect(&batch, &ProviderBatch::rowChanged, this, [&] {
@@ -99,7 +99,7 @@ private Q_SLOTS:
             mostAtOnce = std::max(mostAtOnce, int(testing));
         });
         QSignalSpy finished(&batch, &ProviderBatch::finished);
-        batch.start(targets);
+        batch.start(&m_network, targets);
         QVERIFY(batch.running());
         QCOMPARE(batch.rows().size(), 9);
         QCOMPARE(batch.rows().at(4).state, ProviderBatch::State::Waiting);
@@ -135,10 +135,10 @@ private Q_SLOTS:
             {u"fine"_s, server.url(u"/v1"_s), QString(), u"f"_s},
             {u"blank"_s, u"http://bad host"_s, QString(), u"b"_s},
         };
-        ProviderBatch batch(&m_network);
+        ProviderBatch batch;
         batch.setTimeout(700);
         QSignalSpy finished(&batch, &ProviderBatch::finished);
-        batch.start(targets);
+        batch.start(&m_network, targets);
         // The answering one is done long before the silent ones give up.
         QTRY_COMPARE(batch.rows().at(2).state, ProviderBatch::State::Done);
         QCOMPARE(batch.rows().at(0).state, ProviderBatch::State::Testing);
@@ -156,10 +156,10 @@ private Q_SLOTS:
         FakeProviderServer server;
         QVERIFY(server.listen());
         server.setDefaultAnswer({200, 400});
-        ProviderBatch batch(&m_network);
+        ProviderBatch batch;
         QSignalSpy finished(&batch, &ProviderBatch::finished);
-        batch.start({{u"old"_s, server.url(), QString(), u"old"_s}});
-        batch.start({{u"new"_s, server.url(), QString(), u"new"_s}});
+        batch.start(&m_network, {{u"old"_s, server.url(), QString(), u"old"_s}});
+        batch.start(&m_network, {{u"new"_s, server.url(), QString(), u"new"_s}});
         QTRY_COMPARE(finished.size(), 1);
         QTest::qWait(600);
         QCOMPARE(finished.size(), 1);
@@ -170,9 +170,9 @@ private Q_SLOTS:
 
     void nothingToTestFinishesAtOnce()
     {
-        ProviderBatch batch(&m_network);
+        ProviderBatch batch;
         QSignalSpy finished(&batch, &ProviderBatch::finished);
-        batch.start({});
+        batch.start(&m_network, {});
         QTRY_COMPARE(finished.size(), 1);
         QVERIFY(!batch.allAnswered());
     }

@@ -108,7 +108,7 @@ ProviderBatch *testAllBatch(SettingsModel *model)
     const QString name = u"testAllBatch"_s;
     if (auto *batch = model->findChild<ProviderBatch *>(name, Qt::FindDirectChildrenOnly))
         return batch;
-    auto *batch = new ProviderBatch(model->network(), model);
+    auto *batch = new ProviderBatch(model);
     batch->setObjectName(name);
     return batch;
 }
@@ -139,7 +139,7 @@ void addTestAll(SettingsModel *model, SettingsGroup *group)
             return;
         // The values as they stand, unsaved edits included, like the single Test buttons.
         batch->setTimeout(model->providerTestTimeout());
-        batch->start(Providers::allTargets(model->values()));
+        batch->start(model->network(), Providers::allTargets(model->values()));
     });
 
     auto update = [batch, button, summary, table, row] {
