@@ -50,14 +50,14 @@ _varnookctl()
     done
 
     if [[ "$cur" == -* ]]; then
-        COMPREPLY=($(compgen -W "--config --json --help --show-secrets --token --nickname --url --key --model --name --backup --bot --group --page --full --catalog --force --version" -- "$cur"))
+        COMPREPLY=($(compgen -W "--config --json --help --show-secrets --token --nickname --url --key --model --name --backup --bot --group --page --full --catalog --force --all --version" -- "$cur"))
         return
     fi
 
     local config
     mapfile -t config < <(_varnookctl_config_args)
 
-    local commands="keys get set unset bot backup status start stop restart test skills export import personas help"
+    local commands="keys get set unset bot backup status start stop restart test models skills export import personas help"
     case "${#words[@]}" in
     0)
         COMPREPLY=($(compgen -W "$commands" -- "$cur"))

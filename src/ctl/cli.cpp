@@ -47,6 +47,7 @@ const QList<Command> &commands()
         list += serviceCommands();
         list += skillCommands();
         list += fileCommands();
+        list += providerCommands();
         return list;
     }();
     return all;

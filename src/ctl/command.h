@@ -93,3 +93,8 @@ QList<Command> backupCommands();  // backup …, bot backup …
 QList<Command> serviceCommands(); // status, start, stop, restart, test
 QList<Command> skillCommands();   // skills …
 QList<Command> fileCommands();    // export, import, personas
+
+// models, and test --all (which the test command hands on): every provider of the
+// configuration, a few at a time, as a table.
+QList<Command> providerCommands();
+int runTestAll(CommandContext &context);

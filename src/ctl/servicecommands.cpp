@@ -86,6 +86,12 @@ int runControl(CommandContext &context, const QString &action)
 
 int runTest(CommandContext &context)
 {
+    if (context.isSet(u"all"_s)) {
+        if (context.isSet(u"backup"_s))
+            return context.out().fail(ExitCode::badInput,
+                                      u"--all and --backup cannot be used together"_s);
+        return runTestAll(context);
+    }
     Output &out = context.out();
     SettingsModel &model = context.model();
     std::optional<TestOutcome> outcome;
@@ -151,11 +157,15 @@ QList<Command> serviceCommands()
         control(u"stop"_s, u"Ask the bot service to stop and wait for it"_s),
         control(u"restart"_s, u"Ask the bot service to restart and wait for its new process"_s),
         {{u"test"_s},
-         u"Test the primary provider, or a backup model, with one \"ping\" request"_s,
+         u"Test the primary provider, a backup model or all of them with one \"ping\" request"_s,
          u"Prints the same message as the window. Exit code 0 only when the provider "
+         "answered with a success status. With --all, tests the primary model, every backup "
+         "model and every bot's own provider and backup models, four at a time, and prints a "
+         "table of outcomes and milliseconds (never a key); exit code 0 only when every one "
          "answered with a success status."_s,
          {},
-         {QCommandLineOption(u"backup"_s, u"Test backup model N (from 1) instead."_s, u"N"_s)},
+         {QCommandLineOption(u"backup"_s, u"Test backup model N (from 1) instead."_s, u"N"_s),
+          QCommandLineOption(u"all"_s, u"Test every provider of the configuration."_s)},
          A::Reads,
          true,
          runTest},

@@ -12,10 +12,7 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace Providers {
 
-namespace {
-
-// The page's line for each way a test can end. Only a status from 200 to 299 is a success; an
-// answer that is not HTTP reads as status 0.
+// Only a status from 200 to 299 is a success; an answer that is not HTTP reads as status 0.
 TestOutcome outcomeOf(const Net::Outcome &outcome, const QString &model)
 {
     switch (outcome.ending) {
@@ -28,8 +25,6 @@ TestOutcome outcomeOf(const Net::Outcome &outcome, const QString &model)
     default: return {false, model + u": "_s + outcome.text};
     }
 }
-
-} // namespace
 
 QUrl chatCompletionsUrl(const QString &baseURL)
 {

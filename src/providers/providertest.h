@@ -7,6 +7,11 @@
 
 class QNetworkAccessManager;
 class QObject;
+struct TestOutcome;
+
+namespace Net {
+struct Outcome;
+}
 
 namespace Providers {
 
@@ -26,6 +31,11 @@ QUrl chatCompletionsUrl(const QString &baseURL);
 
 // The request body: { "model": <model>, "max_tokens": 1, "messages": [ one "ping" ] }.
 QByteArray pingBody(const QString &model);
+
+// The line shown for a request to the provider that ended with `outcome`, beginning with the
+// model id: "<model>: reachable (HTTP 200)", "<model>: HTTP 401", "<model>: Connection refused".
+// The model list uses the same texts for its failures.
+TestOutcome outcomeOf(const Net::Outcome &outcome, const QString &model);
 
 // Sends one minimal chat-completion request and reports whether the provider answered with a
 // success status. The request stops as soon as the status line and headers are in: the

@@ -73,17 +73,24 @@ FakeProviderServer::FakeProviderServer(QObject *parent)
 
             const Answer answer = m_answers.value(recorded.path, m_defaultAnswer);
             const auto status = QHttpServerResponder::StatusCode(answer.status);
+            const QByteArray body = m_bodies.value(recorded.path);
+            auto respond = [status, body](QHttpServerResponder &to) {
+                if (body.isEmpty())
+                    to.write(status);
+                else
+                    to.write(body, QByteArrayLiteral("application/json"), status);
+            };
             if (answer.delayMs <= 0) {
-                responder.write(status);
+                respond(responder);
                 return;
             }
             // The responder writes to the connection's socket, which goes away when the
             // client gives up first.
             auto held = std::make_shared<QHttpServerResponder>(std::move(responder));
             const QPointer<QTcpSocket> socket(held->socket());
-            QTimer::singleShot(answer.delayMs, this, [held, socket, status] {
+            QTimer::singleShot(answer.delayMs, this, [held, socket, respond] {
                 if (socket && socket->state() == QAbstractSocket::ConnectedState)
-                    held->write(status);
+                    respond(*held);
             });
         });
 }

@@ -22,7 +22,7 @@ struct RecordedRequest {
 };
 
 // A loopback OpenAI-compatible endpoint: records every request (any method, any path) and
-// answers with the status chosen for its path, optionally after a delay. Listens on
+// answers with the status (and body) chosen for its path, optionally after a delay. Listens on
 // 127.0.0.1 at a free port.
 class FakeProviderServer final : public QObject {
     Q_OBJECT
@@ -41,6 +41,12 @@ public:
 
     void setDefaultAnswer(Answer answer) { m_defaultAnswer = answer; }
     void setAnswer(const QString &path, Answer answer) { m_answers.insert(path, answer); }
+    // The body sent, as application/json, with the answer for `path`.
+    void setAnswer(const QString &path, Answer answer, const QByteArray &body)
+    {
+        m_answers.insert(path, answer);
+        m_bodies.insert(path, body);
+    }
 
     const QList<RecordedRequest> &requests() const { return m_requests; }
     void clear() { m_requests.clear(); }
@@ -53,6 +59,7 @@ private:
     quint16 m_port = 0;
     Answer m_defaultAnswer;
     QHash<QString, Answer> m_answers;
+    QHash<QString, QByteArray> m_bodies;
     QList<RecordedRequest> m_requests;
 };
 

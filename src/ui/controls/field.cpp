@@ -46,6 +46,15 @@ void Field::commitEdit()
     refresh(); // show the normalised value
 }
 
+void Field::choose(const QString &text)
+{
+    setText(text);
+    m_pending = true;
+    if (m_value.set)
+        m_value.set(text);
+    commitEdit();
+}
+
 void Field::commitPending(QWidget *root)
 {
     if (!root)

@@ -38,6 +38,9 @@ public:
     // Writes the typed text into the model (again, in case a reload replaced it) and runs the
     // commit callback; nothing when there is no pending edit.
     void commitEdit();
+    // Takes `text` as the user's choice from a list (a completion): written into the model and
+    // committed at once, as pickers are.
+    void choose(const QString &text);
     // Commits every Field under `root`, `root` included.
     static void commitPending(QWidget *root);
 

@@ -4,6 +4,7 @@
 #include "ui/controls/choicecontrol.h"
 #include "ui/controls/field.h"
 #include "ui/controls/icons.h"
+#include "ui/controls/modelpicker.h"
 #include "ui/controls/settingrow.h"
 #include "ui/controls/timepicker.h"
 #include "ui/pages/botskillssheet.h"
@@ -12,6 +13,7 @@
 #include "config/inheritance.h"
 #include "config/personafiles.h"
 #include "config/settingsmodel.h"
+#include "providers/providertargets.h"
 #include "skills/skillcatalog.h"
 
 #include <QFrame>
@@ -133,10 +135,16 @@ void buildOwnFallbacks(SettingsModel *model, int bot, QVBoxLayout *layout)
         auto *modelField = new Field;
         modelField->setObjectName(prefix + u"Model"_s);
         modelField->bind(model, Bind::botFallbackText(model, bot, j, &Fallback::model), save);
-        auto *modelRow = new SettingRow(model, u"Fallback model"_s,
-                                        u"e.g. deepseek-v4-flash-free."_s, modelField);
+        auto *picker = new ModelPicker(model, modelField, [model, bot, j] {
+            return Providers::botBackupTarget(model->values(), bot, j)
+                .value_or(Providers::ProviderTarget{});
+        });
+        auto *modelRow
+            = new SettingRow(model, u"Fallback model"_s, u"e.g. deepseek-v4-flash-free."_s, picker);
         modelRow->setObjectName(prefix + u"ModelRow"_s);
         layout->addWidget(modelRow);
+        layout->addWidget(picker->messageLabel());
+        picker->followRow(modelRow);
     }
     if (count > 0) {
         // Unlike the defaults' list, a bot may add rows before finishing the last one.
@@ -365,9 +373,17 @@ void BotPage::buildProvider()
                 });
     group->addWidget(keyRow);
 
-    group->addWidget(inheritingRow(
-        model, bot, u"Model name"_s, textField(model, bot, u"botModel"_s, &BotProfile::model),
-        &BotProfile::model, [model] { return model->model(); }, &SettingsModel::modelChanged));
+    // The bot's own provider, or what it inherits where it has none of its own.
+    auto *picker = new ModelPicker(
+        model, textField(model, bot, u"botModel"_s, &BotProfile::model), [model, bot] {
+            return Providers::botTarget(model->values(), bot).value_or(Providers::ProviderTarget{});
+        });
+    SettingRow *modelRow = inheritingRow(
+        model, bot, u"Model name"_s, picker, &BotProfile::model, [model] { return model->model(); },
+        &SettingsModel::modelChanged);
+    group->addWidget(modelRow);
+    group->addWidget(picker->messageLabel());
+    picker->followRow(modelRow);
 
     auto *addFirst = new QPushButton(u"Add this bot's own backup models"_s);
     addFirst->setObjectName(u"addOwnFallbacks"_s);

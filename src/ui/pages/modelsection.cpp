@@ -3,10 +3,13 @@
 #include "ui/controls/binding.h"
 #include "ui/controls/field.h"
 #include "ui/controls/icons.h"
+#include "ui/controls/modelpicker.h"
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
+#include "ui/pages/testallview.h"
 #include "config/settingsmodel.h"
+#include "providers/providertargets.h"
 #include "service/statusinfo.h"
 
 #include <QFrame>
@@ -110,6 +113,7 @@ ModelSection::ModelSection(SettingsModel *model, QWidget *parent)
     buildStatus();
     buildPrimary();
     buildBackups();
+    addTestAll(model, m_page->addGroup(u"All providers"_s));
 }
 
 void ModelSection::buildStatus()
@@ -220,9 +224,14 @@ void ModelSection::buildPrimary()
                   Bind::text(model, &SettingsModel::model, &SettingsModel::setModel,
                              &SettingsModel::modelChanged),
                   save);
-    group->addWidget(new SettingRow(
+    auto *picker = new ModelPicker(model, modelId,
+                                   [model] { return Providers::primaryTarget(model->values()); });
+    auto *modelRow = new SettingRow(
         model, u"Model name (required)"_s,
-        u"e.g. claude-sonnet-4-5, gpt-5, deepseek-v4-flash-free, or a local model id."_s, modelId));
+        u"e.g. claude-sonnet-4-5, gpt-5, deepseek-v4-flash-free, or a local model id."_s, picker);
+    group->addWidget(modelRow);
+    group->addWidget(picker->messageLabel());
+    picker->followRow(modelRow);
 
     auto *nickname = new Field;
     nickname->setObjectName(u"primaryNickname"_s);
@@ -313,23 +322,31 @@ void ModelSection::buildBackups()
             auto *modelId = new Field;
             modelId->setObjectName(u"fallback%1Model"_s.arg(i));
             modelId->bind(model, Bind::fallbackText(model, i, &Fallback::model), save);
+            auto *picker = new ModelPicker(model, modelId, [model, i] {
+                return Providers::backupTarget(model->values(), i)
+                    .value_or(Providers::ProviderTarget{});
+            });
             auto *name = new Field;
             name->setObjectName(u"fallback%1Name"_s.arg(i));
             name->bind(model, Bind::fallbackText(model, i, &Fallback::name), save);
 
+            auto *modelRow = new SettingRow(model, u"Model name (required)"_s,
+                                            u"e.g. deepseek-v4-flash-free."_s, picker);
             const QList<SettingRow *> rows{
                 new SettingRow(model, u"Server URL (required)"_s,
                                u"Tried after the primary model fails."_s, url),
                 new SettingRow(model, u"API key"_s, u"Empty for local servers."_s, key),
-                new SettingRow(model, u"Model name (required)"_s, u"e.g. deepseek-v4-flash-free."_s,
-                               modelId),
+                modelRow,
                 new SettingRow(model, u"Nickname"_s, {}, name),
             };
             for (SettingRow *row : rows) {
                 row->setObjectName(u"fallback%1"_s.arg(i) + row->objectName().at(0).toUpper()
                                    + row->objectName().mid(1));
                 layout->addWidget(row);
+                if (row == modelRow)
+                    layout->addWidget(picker->messageLabel());
             }
+            picker->followRow(modelRow);
 
             QHBoxLayout *testLayout = nullptr;
             QWidget *testLine = line(&testLayout, u"fallback%1TestLine"_s.arg(i));
