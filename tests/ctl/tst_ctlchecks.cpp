@@ -3,6 +3,7 @@
 #include "ctlprocess.h"
 
 #include "support/faketelegram.h"
+#include "support/catalogueskills.h"
 #include "support/fakegithub.h"
 #include "support/hostileserver.h"
 #include "support/silentserver.h"
@@ -23,16 +24,9 @@ namespace {
 const QString goodToken = u"111111:AAA-good"_s;
 const QString badToken = u"222222:BBB-bad"_s;
 
-const QByteArray oldPdf = "---\ndescription: Work with PDF files.\n---\n# PDF\n";
-const QByteArray newPdf = "---\ndescription: Read, merge and fill PDF files.\n---\n# PDF tools\n";
-const QByteArray docx = "---\ndescription: Word files.\n---\n# Word\n";
-
-QString rawPath(const QString &name)
-{
-    return u"/anthropics/skills/main/skills/"_s + name + u"/SKILL.md"_s;
-}
-
 } // namespace
+
+using namespace CatalogueSkills;
 
 class TestCtlChecks final : public QObject {
     Q_OBJECT

@@ -5,6 +5,7 @@
 #include "config/settingsmodel.h"
 #include "service/notificationtransport.h"
 
+#include "support/catalogueskills.h"
 #include "support/fakegithub.h"
 #include "support/testsupport.h"
 
@@ -19,16 +20,9 @@
 
 using namespace Qt::Literals::StringLiterals;
 
+using namespace CatalogueSkills;
+
 namespace {
-
-const QByteArray oldPdf = "---\ndescription: Work with PDF files.\n---\n# PDF\n";
-const QByteArray newPdf = "---\ndescription: Read, merge and fill PDF files.\n---\n# PDF tools\n";
-const QByteArray docx = "---\ndescription: Word files.\n---\n# Word\n";
-
-QString rawPath(const QString &name)
-{
-    return u"/anthropics/skills/main/skills/"_s + name + u"/SKILL.md"_s;
-}
 
 struct Setup {
     QTemporaryDir dir;

@@ -74,15 +74,27 @@ QWidget *mark(SkillUpdates *updates, const SkillInfo &skill, QWidget *trash)
         const SkillUpdates::State state = result ? result->state : SkillUpdates::State::Current;
         const bool outdated = result && state == SkillUpdates::State::Outdated;
         const bool failed = result && state == SkillUpdates::State::Failed;
-        label->setText(outdated ? u"Update available"_s : failed ? u"Couldn't check"_s : QString());
-        QPalette palette;
-        if (failed)
-            palette.setColor(QPalette::WindowText, StatusColors::bad());
-        label->setPalette(palette);
-        label->setToolTip(failed ? plainToolTip(result->problem) : QString());
-        label->setAccessibleDescription(failed ? result->problem : QString());
-        setShownWithParent(label, outdated || failed);
-        setShownWithParent(update, outdated);
+        const QString text = outdated ? u"Update available"_s
+                             : failed ? u"Couldn't check"_s
+                                      : QString();
+        // Every answer of a check comes here for every mark: only what changed is touched, as
+        // a new palette makes the label look itself up again.
+        if (label->text() != text) {
+            label->setText(text);
+            QPalette palette;
+            if (failed)
+                palette.setColor(QPalette::WindowText, StatusColors::bad());
+            label->setPalette(palette);
+        }
+        const QString problem = failed ? result->problem : QString();
+        if (label->accessibleDescription() != problem) {
+            label->setToolTip(problem.isEmpty() ? QString() : plainToolTip(problem));
+            label->setAccessibleDescription(problem);
+        }
+        if (label->isHidden() == (outdated || failed))
+            setShownWithParent(label, outdated || failed);
+        if (update->isHidden() == outdated)
+            setShownWithParent(update, outdated);
     };
     QObject::connect(updates, &SkillUpdates::changed, box, refresh);
     refresh();
