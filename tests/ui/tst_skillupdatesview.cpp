@@ -164,6 +164,25 @@ private Q_SLOTS:
         QCOMPARE(find<SettingRow>(u"skillUpdatesRow"_s)->explainer(), u"Couldn't check 1 of 3."_s);
     }
 
+    void anUpdateThatCannotBeWrittenSaysSoAndKeepsTheButton()
+    {
+        open();
+        QVERIFY(checkAndWait());
+        // Something that is no file takes the skill file's place after the check.
+        QVERIFY(QFile::remove(skillFile(u"pdf"_s)));
+        QVERIFY(QDir().mkpath(skillFile(u"pdf"_s) + u"/inside"_s));
+        auto *update = find<QPushButton>(u"updateSkill:pdf"_s);
+        QTest::mouseClick(update, Qt::LeftButton);
+        auto *mark = find<QLabel>(u"skillUpdate:pdf"_s);
+        QCOMPARE(mark->text(), u"Couldn't update"_s);
+        QCOMPARE(mark->palette().color(mark->foregroundRole()), StatusColors::bad());
+        QCOMPARE(mark->accessibleDescription(), u"Couldn't write "_s + skillFile(u"pdf"_s));
+        QVERIFY(update->isVisible());
+        QVERIFY(QFileInfo(skillFile(u"pdf"_s)).isDir());
+        // Nothing half-written is left in the folder.
+        QCOMPARE(QDir(skillsPath()).entryList(QDir::Files | QDir::Hidden).size(), 3);
+    }
+
     void checkingEveryCatalogueSkillNeverBlocksTheWindow()
     {
         // All 21 catalogue skills installed; the server, on a thread of its own so that its

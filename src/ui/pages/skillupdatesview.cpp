@@ -65,9 +65,17 @@ QWidget *mark(SkillUpdates *updates, const SkillInfo &skill, QWidget *trash)
         line->addWidget(trash);
 
     const QString name = skill.name;
-    QObject::connect(update, &QPushButton::clicked, updates, [updates, name] {
-        // The folder is listed again; the row follows with its new title and mark.
-        updates->update(name);
+    QObject::connect(update, &QPushButton::clicked, label, [updates, name, label] {
+        // On success the folder is listed again; the row follows with its new title and mark.
+        if (updates->update(name))
+            return;
+        // The old file is still there, whole; the button stays for another try.
+        label->setText(u"Couldn't update"_s);
+        QPalette palette;
+        palette.setColor(QPalette::WindowText, StatusColors::bad());
+        label->setPalette(palette);
+        label->setToolTip(plainToolTip(updates->problem()));
+        label->setAccessibleDescription(updates->problem());
     });
     auto refresh = [updates, name, label, update] {
         const SkillUpdates::Result *result = updates->result(name);
