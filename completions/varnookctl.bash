@@ -73,7 +73,7 @@ _varnookctl()
         ;;
     bot)
         case "${#words[@]}" in
-        1) COMPREPLY=($(compgen -W "list add remove get set unset backup" -- "$cur")) ;;
+        1) COMPREPLY=($(compgen -W "list add remove get set unset check backup" -- "$cur")) ;;
         2)
             if [ "${words[1]}" = backup ]; then
                 COMPREPLY=($(compgen -W "list add set remove up down" -- "$cur"))
@@ -97,10 +97,10 @@ _varnookctl()
         ;;
     skills)
         case "${#words[@]}" in
-        1) COMPREPLY=($(compgen -W "list enable disable reset search catalog show install delete add-source" -- "$cur")) ;;
+        1) COMPREPLY=($(compgen -W "list enable disable reset search catalog show install delete add-source outdated update" -- "$cur")) ;;
         2)
             case "${words[1]}" in
-            enable | disable | delete)
+            enable | disable | delete | update)
                 COMPREPLY=($(compgen -W "$(varnookctl "${config[@]}" skills list 2>/dev/null | awk '/^  /{print $2}')" -- "$cur"))
                 ;;
             install | show)

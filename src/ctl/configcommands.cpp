@@ -7,8 +7,11 @@
 #include "config/settingsmodel.h"
 #include "ctl/keys.h"
 #include "ctl/views.h"
+#include "network/addresses.h"
 #include "skills/skillcatalog.h"
+#include "telegram/botapi.h"
 
+#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -533,6 +536,39 @@ int runBotUnset(CommandContext &context)
     return context.session().save();
 }
 
+// Asks Telegram whether the bot's token works, as the bot page's "Check token" does. The token
+// itself is never printed: the texts that come back have it scrubbed out.
+int runBotCheck(CommandContext &context)
+{
+    Output &out = context.out();
+    const std::optional<int> bot = context.botIndex(context.argument(0));
+    if (!bot)
+        return ExitCode::badInput;
+    SettingsModel &model = context.model();
+    BotApi::TokenCheck check;
+    // The answer always comes later, from the event loop.
+    QEventLoop loop;
+    BotApi::checkToken(model.network(), &loop, OutsideAddresses::fromEnvironment().telegramApiBase,
+                       model.botTokens().value(*bot), [&](const BotApi::TokenCheck &answer) {
+                           check = answer;
+                           loop.quit();
+                       });
+    loop.exec();
+    const QString label = model.botLabel(*bot);
+    if (out.json()) {
+        out.json(QJsonObject{{u"number"_s, *bot + 1},
+                             {u"label"_s, label},
+                             {u"valid"_s, check.valid},
+                             {u"text"_s, check.text}});
+        return check.valid ? ExitCode::ok : ExitCode::failed;
+    }
+    if (!check.valid)
+        return out.fail(ExitCode::failed,
+                        Output::plain(label) + u": "_s + Output::plain(check.text));
+    out.line(Output::plain(label) + u": "_s + Output::plain(check.text));
+    return ExitCode::ok;
+}
+
 QCommandLineOption valueOption(const QString &name, const QString &description,
                                const QString &valueName)
 {
@@ -650,5 +686,16 @@ QList<Command> configCommands()
          A::Writes,
          false,
          runBotUnset},
+        {{u"bot"_s, u"check"_s},
+         u"Ask Telegram whether a bot's token works"_s,
+         u"Sends getMe with the bot's token to Telegram's Bot API (VARNOOK_TELEGRAM_API_BASE "
+         "replaces https://api.telegram.org) and prints \"@username · Name\" of the bot, or "
+         "Telegram's reason (\"Unauthorized\") or the network's. Exit code 0 only for a valid "
+         "token. The token is never printed."_s,
+         {bot},
+         {},
+         A::Reads,
+         true,
+         runBotCheck},
     };
 }

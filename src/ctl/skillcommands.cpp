@@ -8,6 +8,7 @@
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
 #include "skills/skillpreview.h"
+#include "skills/skillupdates.h"
 
 #include <QEventLoop>
 #include <QFileInfo>
@@ -463,6 +464,124 @@ int runAddSource(CommandContext &context)
     return context.session().checkSaved();
 }
 
+// ---- updates ------------------------------------------------------------------------------
+
+QString stateText(const SkillUpdates::Result &result)
+{
+    switch (result.state) {
+    case SkillUpdates::State::Outdated: return u"update available"_s;
+    case SkillUpdates::State::Current: return u"up to date"_s;
+    case SkillUpdates::State::Failed: return u"couldn't check: "_s + Output::plain(result.problem);
+    case SkillUpdates::State::Checking: break;
+    }
+    return u"checking"_s;
+}
+
+QString stateKey(SkillUpdates::State state)
+{
+    switch (state) {
+    case SkillUpdates::State::Outdated: return u"outdated"_s;
+    case SkillUpdates::State::Current: return u"current"_s;
+    case SkillUpdates::State::Failed: return u"failed"_s;
+    case SkillUpdates::State::Checking: break;
+    }
+    return u"checking"_s;
+}
+
+// Runs the check of `name` (every installed catalogue skill when empty) to its end.
+void runCheck(SkillUpdates &updates, const QString &name)
+{
+    QEventLoop loop;
+    QObject::connect(&updates, &SkillUpdates::finished, &loop, &QEventLoop::quit);
+    updates.check(name);
+    loop.exec();
+}
+
+// An installed skill of the fixed catalogue called `name`, or the exit code after saying why
+// not.
+int checkUpdatable(CommandContext &context, const QString &name)
+{
+    SettingsModel &model = context.model();
+    const QString file = model.installFolder() + u'/' + name + u".md"_s;
+    if (!SkillCatalog::isRegistry(name)) {
+        return context.out().fail(ExitCode::badInput,
+                                  u"\""_s + Output::plain(name)
+                                      + u"\" is not a skill of the catalogue; varnookctl skills "
+                                        "outdated lists the ones that can be updated"_s);
+    }
+    if (!QFileInfo(file).isFile()) {
+        return context.out().fail(ExitCode::badInput, u"no skill file "_s + Output::plain(name)
+                                                          + u".md in "_s
+                                                          + Output::plain(model.installFolder()));
+    }
+    return ExitCode::ok;
+}
+
+int runOutdated(CommandContext &context)
+{
+    Output &out = context.out();
+    SkillUpdates updates(&context.model());
+    runCheck(updates, {});
+    const int code
+        = updates.count(SkillUpdates::State::Failed) > 0 ? ExitCode::failed : ExitCode::ok;
+    if (out.json()) {
+        QJsonArray array;
+        for (const SkillUpdates::Result &result : updates.results()) {
+            array.append(QJsonObject{{u"name"_s, result.name},
+                                     {u"state"_s, stateKey(result.state)},
+                                     {u"problem"_s, result.problem}});
+        }
+        out.json(array);
+        return code;
+    }
+    QList<QStringList> rows;
+    for (const SkillUpdates::Result &result : updates.results())
+        rows.append({Output::plain(result.name), stateText(result)});
+    for (const QString &line : CtlViews::table(rows))
+        out.line(line);
+    out.line(updates.summary());
+    return code;
+}
+
+int runUpdate(CommandContext &context)
+{
+    Output &out = context.out();
+    SettingsModel &model = context.model();
+    const QString name = context.argument(0);
+    if (!name.isEmpty()) {
+        if (const int code = checkUpdatable(context, name))
+            return code;
+    }
+    SkillUpdates updates(&model);
+    runCheck(updates, name);
+    int code = ExitCode::ok;
+    qsizetype updated = 0;
+    // A copy: update() changes the results it walks.
+    const QList<SkillUpdates::Result> results = updates.results();
+    for (const SkillUpdates::Result &result : results) {
+        if (result.state == SkillUpdates::State::Failed) {
+            out.warn(u"couldn't check "_s + Output::plain(result.name) + u": "_s
+                     + Output::plain(result.problem));
+            code = ExitCode::failed;
+        } else if (result.state == SkillUpdates::State::Outdated) {
+            if (!updates.update(result.name)) {
+                out.warn(Output::plain(updates.problem()));
+                code = ExitCode::failed;
+                continue;
+            }
+            ++updated;
+            out.line(u"Updated "_s + Output::plain(result.name) + u".md in "_s
+                     + Output::plain(model.installFolder()));
+        }
+    }
+    if (results.isEmpty())
+        out.line(updates.summary());
+    else if (updated == 0 && code == ExitCode::ok)
+        out.line(name.isEmpty() ? u"All catalogue skills are up to date."_s
+                                : Output::plain(name) + u" is up to date."_s);
+    return code;
+}
+
 QCommandLineOption botOptionFor(const QString &description)
 {
     return QCommandLineOption(u"bot"_s, description, u"N"_s);
@@ -568,5 +687,27 @@ QList<Command> skillCommands()
          A::Writes,
          false,
          runAddSource},
+        {{u"skills"_s, u"outdated"_s},
+         u"Check the installed catalogue skills for updates"_s,
+         u"Downloads the source of every installed skill of the fixed catalogue and compares "
+         "it with the installed file, as \"Check for updates\" on the Skills & Features page "
+         "does. Exit code 0 when every source could be checked (whether or not updates are "
+         "available), 1 when one could not."_s,
+         {},
+         {},
+         A::Reads,
+         true,
+         runOutdated},
+        {{u"skills"_s, u"update"_s},
+         u"Install the changed sources of catalogue skills"_s,
+         u"Checks like varnookctl skills outdated, then writes each changed source over the "
+         "installed file (a temporary file renamed over it, as install writes). Without NAME "
+         "every installed catalogue skill is updated. Exit code 0 when every check and write "
+         "worked, 1 when one did not."_s,
+         {{u"NAME"_s, u"An installed skill of the catalogue."_s, true}},
+         {},
+         A::Reads,
+         false,
+         runUpdate},
     };
 }

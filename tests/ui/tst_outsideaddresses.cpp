@@ -63,6 +63,8 @@ private Q_SLOTS:
         QCOMPARE(addresses.githubApiBase, QStringLiteral(VARNOOK_GITHUB_API_BASE));
         QCOMPARE(addresses.githubRawBase, QStringLiteral(VARNOOK_GITHUB_RAW_BASE));
         QCOMPARE(addresses.posthogHost, QStringLiteral(VARNOOK_POSTHOG_HOST));
+        QCOMPARE(addresses.telegramApiBase, QStringLiteral(VARNOOK_TELEGRAM_API_BASE));
+        QCOMPARE(OutsideAddresses::compiled().telegramApiBase, u"https://api.telegram.org"_s);
         // An empty variable is no address.
         qputenv("VARNOOK_GITHUB_API_BASE", "");
         QCOMPARE(OutsideAddresses::fromEnvironment().githubApiBase,
@@ -74,7 +76,10 @@ private Q_SLOTS:
         qputenv("VARNOOK_GITHUB_API_BASE", "http://127.0.0.1:1/api");
         qputenv("VARNOOK_GITHUB_RAW_BASE", "http://127.0.0.1:1/raw");
         qputenv("VARNOOK_POSTHOG_HOST", "http://127.0.0.1:1");
+        qputenv("VARNOOK_TELEGRAM_API_BASE", "http://127.0.0.1:1/telegram");
         const OutsideAddresses addresses = OutsideAddresses::fromEnvironment();
+        QCOMPARE(addresses.telegramApiBase, u"http://127.0.0.1:1/telegram"_s);
+        qunsetenv("VARNOOK_TELEGRAM_API_BASE");
         QCOMPARE(addresses.githubApiBase, u"http://127.0.0.1:1/api"_s);
         QCOMPARE(addresses.githubRawBase, u"http://127.0.0.1:1/raw"_s);
         QCOMPARE(addresses.posthogHost, u"http://127.0.0.1:1"_s);

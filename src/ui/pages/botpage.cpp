@@ -10,6 +10,7 @@
 #include "ui/pages/botskillssheet.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
+#include "ui/pages/tokencheck.h"
 #include "config/inheritance.h"
 #include "config/personafiles.h"
 #include "config/settingsmodel.h"
@@ -265,10 +266,21 @@ void BotPage::buildAbout()
     auto *token = new SecretField(SecretField::tokenHelp());
     token->setObjectName(u"botToken"_s);
     token->bind(m_model, Bind::botToken(m_model, m_bot), save, Bind::shownToken(m_model, m_bot));
-    group->addWidget(new SettingRow(
+    auto *check = new TokenCheck(m_model, m_bot, u"botToken"_s, this);
+    auto *control = new QWidget;
+    control->setObjectName(u"botTokenControl"_s);
+    auto *line = new QHBoxLayout(control);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->setSpacing(6);
+    line->addWidget(token);
+    line->addWidget(check->button());
+    auto *row = new SettingRow(
         m_model, u"Bot token"_s,
         u"From @BotFather after /newbot (e.g. 123456:ABC-DEF…). Stored in your config file only."_s,
-        token));
+        control);
+    group->addWidget(row);
+    group->addWidget(check->outcome());
+    connect(row, &FilteredRow::filterMatchChanged, check, &TokenCheck::setRowShown);
 
     auto *nickname = new Field;
     nickname->setObjectName(u"botNickname"_s);

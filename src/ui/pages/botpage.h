@@ -16,7 +16,8 @@ class SettingsPage;
 // The skills sheet of this bot is open while the model's skillsBot names this bot: the page
 // opens it when skillsBot becomes this bot and clears skillsBot when the sheet closes.
 //
-// Object names of the controls: "botToken" (with "botTokenField", "botTokenEye"),
+// Object names of the controls: "botToken" (with "botTokenField", "botTokenEye", and the
+// token check's "botTokenCheck" and "botTokenCheckOutcome"),
 // "botNickname", "botAllowedIds", "botTriggerWords", "botClipWords", "botBriefingTime" (with
 // "…Hour", "…Minute", "…UseGlobal"), "botBriefingPrompt", "botMode" and "botPersona" (with
 // "…Menu", "…Custom"), "botBaseUrl", "botApiKey" (with "…Field", "…Eye"), "botModel",

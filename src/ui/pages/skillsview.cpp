@@ -5,8 +5,10 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
+#include "ui/pages/skillupdatesview.h"
 #include "config/settingsmodel.h"
 #include "skills/skillcatalog.h"
+#include "skills/skillupdates.h"
 
 #include <QFrame>
 #include <QLabel>
@@ -79,7 +81,7 @@ QToolButton *deleteButton(SettingsModel *model, const QString &name)
     return trash;
 }
 
-void buildSkillSections(SettingsModel *model, QVBoxLayout *layout)
+void buildSkillSections(SettingsModel *model, SkillUpdates *updates, QVBoxLayout *layout)
 {
     const QList<SkillInfo> skills = model->skills();
     if (skills.isEmpty()) {
@@ -118,6 +120,9 @@ void buildSkillSections(SettingsModel *model, QVBoxLayout *layout)
         rule->setFrameShadow(QFrame::Plain);
         rule->setForegroundRole(QPalette::Midlight);
         section->addWidget(rule);
+        // Skills of the catalogue can be compared with their sources.
+        if (group == SkillCatalog::registryGroup())
+            section->addWidget(SkillUpdatesView::checkRow(model, updates));
 
         for (const SkillInfo &skill : std::as_const(members)) {
             const QString caption = SkillsView::caption(skill);
@@ -133,7 +138,7 @@ void buildSkillSections(SettingsModel *model, QVBoxLayout *layout)
                            {&SettingsModel::skillsChanged}},
                 {});
             if (skill.origin == u"registry")
-                row->setTrailing(deleteButton(model, name));
+                row->setTrailing(SkillUpdatesView::mark(updates, skill, deleteButton(model, name)));
             section->addWidget(row);
         }
     }
@@ -173,9 +178,13 @@ SkillsView::SkillsView(SettingsModel *model, QWidget *parent)
         featureGroup->addWidget(row);
     }
 
+    auto *updates = new SkillUpdates(model, this);
+    updates->setObjectName(u"skillUpdates"_s);
     auto *sections = new DynamicBlock(
         model, {&SettingsModel::skillsChanged}, [model] { return skillsShape(model->skills()); },
-        [model](QVBoxLayout *blockLayout) { buildSkillSections(model, blockLayout); });
+        [model, updates](QVBoxLayout *blockLayout) {
+            buildSkillSections(model, updates, blockLayout);
+        });
     sections->setObjectName(u"skillSections"_s);
     m_page->addWidget(sections);
 }

@@ -15,7 +15,10 @@ class SettingsPage;
 // Object names: the feature switches "backfillMissed", "briefingCrypto", "autoMemory"; per
 // group the section "<group>Group" (e.g. "fromRegistryGroup") and its master switch
 // "<group>Master" ("researchMaster"); per skill the row "skillRow:<name>", its switch
-// "skill:<name>" and, for registry skills, the trash button "deleteSkill:<name>".
+// "skill:<name>" and, for registry skills, the trash button "deleteSkill:<name>". The
+// "From registry" section also has the "Check for updates" button "checkSkillUpdates" (its row
+// "skillUpdatesRow"), and a skill whose source has changed shows the mark
+// "skillUpdate:<name>" ("Update available") and the button "updateSkill:<name>".
 class SkillsView final : public QWidget {
     Q_OBJECT
 public:
