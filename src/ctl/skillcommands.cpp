@@ -2,7 +2,7 @@
 #include "ctl/command.h"
 
 #include "config/configdocument.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "ctl/views.h"
 #include "skills/registrylisting.h"
 #include "skills/skillcatalog.h"

@@ -11,7 +11,7 @@
 #include "ui/pages/pages.h"
 #include "config/inheritance.h"
 #include "config/personafiles.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "skills/skillcatalog.h"
 
 #include <QFrame>

@@ -6,7 +6,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/statusinfo.h"
 
 #include <QFrame>
