@@ -1,19 +1,8 @@
 #include "providers/providertests.h"
 
 #include "config/configstore.h"
+#include "config/replacevalue.h"
 #include "providers/providertest.h"
-
-namespace {
-
-template <typename T> bool replace(T &member, const T &value)
-{
-    if (member == value)
-        return false;
-    member = value;
-    return true;
-}
-
-} // namespace
 
 ProviderTests::ProviderTests(const ConfigStore *store,
                              std::function<QNetworkAccessManager *()> network, QObject *parent)
@@ -59,24 +48,24 @@ void ProviderTests::testBackup(qint64 index)
 
 void ProviderTests::setTestState(const std::optional<TestOutcome> &value)
 {
-    if (replace(m_testState, value))
+    if (replaceValue(m_testState, value))
         Q_EMIT testStateChanged();
 }
 
 void ProviderTests::setTesting(bool value)
 {
-    if (replace(m_testing, value))
+    if (replaceValue(m_testing, value))
         Q_EMIT testingChanged();
 }
 
 void ProviderTests::setBackupTesting(const std::optional<qint64> &value)
 {
-    if (replace(m_backupTesting, value))
+    if (replaceValue(m_backupTesting, value))
         Q_EMIT backupTestingChanged();
 }
 
 void ProviderTests::setBackupTestState(const QMap<qint64, TestOutcome> &value)
 {
-    if (replace(m_backupTestState, value))
+    if (replaceValue(m_backupTestState, value))
         Q_EMIT backupTestStateChanged();
 }

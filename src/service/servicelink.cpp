@@ -1,5 +1,6 @@
 #include "service/servicelink.h"
 
+#include "config/replacevalue.h"
 #include "service/notificationtransport.h"
 
 #include <QTimer>
@@ -103,34 +104,26 @@ void ServiceLink::pollControl(const QString &action, qint64 pidBefore, int attem
     });
 }
 
-template <typename T> static bool replace(T &member, const T &value)
-{
-    if (member == value)
-        return false;
-    member = value;
-    return true;
-}
-
 void ServiceLink::setStatus(const StatusInfo &value)
 {
-    if (replace(m_status, value))
+    if (replaceValue(m_status, value))
         Q_EMIT statusChanged();
 }
 
 void ServiceLink::setBotControl(const std::optional<QString> &value)
 {
-    if (replace(m_botControl, value))
+    if (replaceValue(m_botControl, value))
         Q_EMIT botControlChanged();
 }
 
 void ServiceLink::setControlAt(const QDateTime &value)
 {
-    if (replace(m_controlAt, value))
+    if (replaceValue(m_controlAt, value))
         Q_EMIT controlAtChanged();
 }
 
 void ServiceLink::setControlMsg(const std::optional<QString> &value)
 {
-    if (replace(m_controlMsg, value))
+    if (replaceValue(m_controlMsg, value))
         Q_EMIT controlMsgChanged();
 }

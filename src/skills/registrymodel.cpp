@@ -1,6 +1,7 @@
 #include "skills/registrymodel.h"
 
 #include "config/configdocument.h"
+#include "config/replacevalue.h"
 #include "network/request.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
@@ -354,62 +355,50 @@ void RegistryModel::installDownloaded(const RegistryEntry &entry, const QByteArr
 
 // ---- state ------------------------------------------------------------------------------------
 
-namespace {
-
-template <typename T> bool replace(T &member, const T &value)
-{
-    if (member == value)
-        return false;
-    member = value;
-    return true;
-}
-
-} // namespace
-
 void RegistryModel::setGithubResults(const QList<RegistryEntry> &value)
 {
-    if (replace(m_githubResults, value))
+    if (replaceValue(m_githubResults, value))
         Q_EMIT githubResultsChanged();
 }
 
 void RegistryModel::setCatalogEntries(const QList<RegistryEntry> &value)
 {
-    if (replace(m_catalogEntries, value))
+    if (replaceValue(m_catalogEntries, value))
         Q_EMIT catalogEntriesChanged();
 }
 
 void RegistryModel::setCatalogLoading(bool value)
 {
-    if (replace(m_catalogLoading, value))
+    if (replaceValue(m_catalogLoading, value))
         Q_EMIT catalogLoadingChanged();
 }
 
 void RegistryModel::setCatalogError(const std::optional<QString> &value)
 {
-    if (replace(m_catalogError, value))
+    if (replaceValue(m_catalogError, value))
         Q_EMIT catalogErrorChanged();
 }
 
 void RegistryModel::setGithubSearching(bool value)
 {
-    if (replace(m_githubSearching, value))
+    if (replaceValue(m_githubSearching, value))
         Q_EMIT githubSearchingChanged();
 }
 
 void RegistryModel::setGithubQuery(const QString &value)
 {
-    if (replace(m_githubQuery, value))
+    if (replaceValue(m_githubQuery, value))
         Q_EMIT githubQueryChanged();
 }
 
 void RegistryModel::setGithubPage(int value)
 {
-    if (replace(m_githubPage, value))
+    if (replaceValue(m_githubPage, value))
         Q_EMIT githubPageChanged();
 }
 
 void RegistryModel::setGithubHasMore(bool value)
 {
-    if (replace(m_githubHasMore, value))
+    if (replaceValue(m_githubHasMore, value))
         Q_EMIT githubHasMoreChanged();
 }
