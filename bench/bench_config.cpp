@@ -1,7 +1,7 @@
 // Loading, applying and writing configuration documents with many bots, beside the floor of
 // what QJsonDocument alone costs for the same bytes (parse, and serialise).
 #include "config/configdocument.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -9,7 +9,7 @@
 // a raw NUL). Search mode: the query typed, then the search reply (without a NUL the query is
 // "skills" and everything is the reply). Catalogue mode: the repository info reply, then the
 // tree reply (without a NUL the info names the branch "main" and everything is the tree).
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
 #include "fuzzcheck.h"

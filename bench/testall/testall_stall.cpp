@@ -9,7 +9,7 @@
 
 #include "ui/contentview.h"
 #include "ui/mainwindow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "providers/providerbatch.h"
 #include "service/notificationtransport.h"
 

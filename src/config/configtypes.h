@@ -41,37 +41,20 @@ struct BotProfile {
     bool operator==(const BotProfile &) const = default;
 };
 
-// Every configuration-backed value of the settings model, as the pages edit it.
-// The initial values are the ones shown when no configuration file could be read.
+// Every configuration-backed value of the settings model, as the pages edit it, one field per
+// line of configkeys.def. The initial values are the ones shown when no configuration file could
+// be read.
 struct ConfigValues {
-    QString baseURL;
-    QString apiKey;
-    QString model;
-    QString modelName;
-    QList<Fallback> fallbacks;
-    QStringList botTokens;
-    QStringList botNicknames;
-    QList<BotProfile> botProfiles;
-    QString allowedIDs;
-    QString briefingTime;
-    QString briefingPrompt;
-    QString triggerWords;
-    QString clipTriggerWords;
-    QString soulFile;
-    QString maxTokens = QStringLiteral("4000");
-    QString chatBufferMax = QStringLiteral("40");
-    QString recallLimit = QStringLiteral("5");
-    QString factCap = QStringLiteral("5000");
-    QString researchMaxTokens = QStringLiteral("1200");
-    QString apiTimeout = QStringLiteral("90");
-    QString dataDir;
-    bool showInDock = false;
-    bool launchAtLogin = false;
-    QString botMode = QStringLiteral("assistant");
-    bool backfillMissed = true;
-    bool briefingCrypto = false;
-    bool autoMemory = true;
-    QStringList skillSources;
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial) Type member = initial;
+#include "config/configkeys.def"
+#undef VARNOOK_CONFIG_KEY
 
     bool operator==(const ConfigValues &) const = default;
+};
+
+// Names one field of ConfigValues, for the one change signal of the configuration store.
+enum class ConfigKey {
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial) Name,
+#include "config/configkeys.def"
+#undef VARNOOK_CONFIG_KEY
 };

@@ -1,7 +1,5 @@
 #include "config/personafiles.h"
 
-#include "skills/skillfile.h"
-
 #include <QDir>
 
 #include <algorithm>
@@ -18,9 +16,18 @@ bool isPersonaName(const QString &name)
 
 } // namespace
 
+QString expandHome(const QString &path)
+{
+    if (path == u"~")
+        return QDir::homePath();
+    if (path.startsWith(u"~/"))
+        return QDir::homePath() + path.sliced(1);
+    return path;
+}
+
 QString personaFolder(const QString &soulFile)
 {
-    QString path = SkillFile::expandHome(soulFile);
+    QString path = expandHome(soulFile);
     // A trailing separator does not make an empty last component.
     while (path.size() > 1 && path.endsWith(u'/'))
         path.chop(1);

@@ -3,6 +3,9 @@
 #include <QString>
 #include <QStringList>
 
+// "~" and a leading "~/" stand for the home folder; anything else is returned as it stands.
+QString expandHome(const QString &path);
+
 // The persona folder: the default persona file with a leading "~" expanded and its last path
 // component removed ("~/.zandrel/soul.md" gives the data folder). Empty when the file name has
 // no folder part.

@@ -2,7 +2,7 @@
 // page), with the window's operations: add, edit, reorder, promote, remove.
 #include "ctl/command.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "ctl/views.h"
 
 #include <QJsonObject>

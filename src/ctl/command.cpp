@@ -1,6 +1,6 @@
 #include "ctl/command.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QFile>
 

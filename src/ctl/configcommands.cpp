@@ -4,7 +4,7 @@
 
 #include "config/configdocument.h"
 #include "config/inheritance.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "ctl/keys.h"
 #include "ctl/views.h"
 #include "network/addresses.h"

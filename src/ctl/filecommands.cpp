@@ -2,9 +2,9 @@
 // soul-file menus offer.
 #include "ctl/command.h"
 
-#include "config/exportimport.h"
+#include "model/exportimport.h"
 #include "config/personafiles.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QFileInfo>
 #include <QJsonArray>

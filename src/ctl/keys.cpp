@@ -1,7 +1,7 @@
 #include "ctl/keys.h"
 
 #include "config/configdocument.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QJsonObject>
 

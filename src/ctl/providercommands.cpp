@@ -3,7 +3,7 @@
 #include "ctl/command.h"
 #include "ctl/views.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "providers/modellist.h"
 #include "providers/providerbatch.h"
 #include "providers/providertargets.h"

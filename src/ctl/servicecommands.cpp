@@ -1,7 +1,7 @@
 // status, start, stop, restart and test: the service side of the Model page.
 #include "ctl/command.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "ctl/views.h"
 #include "service/statusinfo.h"
 

@@ -2,7 +2,7 @@
 
 #include "config/configdocument.h"
 #include "config/configfile.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "network/addresses.h"
 #include "service/dbustransport.h"
 

@@ -2,7 +2,7 @@
 #include "ctl/command.h"
 
 #include "config/configdocument.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "ctl/views.h"
 #include "skills/registrylisting.h"
 #include "skills/skillcatalog.h"
@@ -520,7 +520,7 @@ int checkUpdatable(CommandContext &context, const QString &name)
 int runOutdated(CommandContext &context)
 {
     Output &out = context.out();
-    SkillUpdates updates(&context.model());
+    SkillUpdates updates(&context.model().registry());
     runCheck(updates, {});
     const int code
         = updates.count(SkillUpdates::State::Failed) > 0 ? ExitCode::failed : ExitCode::ok;
@@ -552,7 +552,7 @@ int runUpdate(CommandContext &context)
         if (const int code = checkUpdatable(context, name))
             return code;
     }
-    SkillUpdates updates(&model);
+    SkillUpdates updates(&model.registry());
     runCheck(updates, name);
     int code = ExitCode::ok;
     qsizetype updated = 0;

@@ -1,8 +1,7 @@
-// The registry side of the settings model: GitHub repository search, the full catalogue built
-// from the skills folders of source repositories, and installing and deleting skill files.
-#include "config/settingsmodel.h"
+#include "skills/registrymodel.h"
 
 #include "config/configdocument.h"
+#include "config/replacevalue.h"
 #include "network/request.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
@@ -77,6 +76,15 @@ std::optional<RegistryEntry> catalogEntry(const QString &path, const QString &so
 
 } // namespace
 
+RegistryModel::RegistryModel(QString configPath, QString apiBase, QString rawBase,
+                             std::function<QNetworkAccessManager *()> network, QObject *parent)
+    : QObject(parent)
+    , m_configPath(std::move(configPath))
+    , m_githubApiBase(std::move(apiBase))
+    , m_githubRawBase(std::move(rawBase))
+    , m_network(std::move(network))
+{}
+
 // ---- HTTP ----------------------------------------------------------------------------------
 
 // GETs `url` and hands the body to `done` on the main thread, with the HTTP status, or with
@@ -84,7 +92,12 @@ std::optional<RegistryEntry> catalogEntry(const QString &path, const QString &so
 // 2xx, a body over its limit (the request stops as soon as that is known: from the announced
 // length or while reading) or no complete answer within downloadTimeout(). GitHub's JSON
 // replies may take apiReplyLimit() bytes, every other download downloadLimit().
-void SettingsModel::fetch(const QUrl &url, std::function<void(int, const QByteArray &)> done)
+QString RegistryModel::installFolder() const
+{
+    return SkillFile::installFolder(m_configPath);
+}
+
+void RegistryModel::fetch(const QUrl &url, std::function<void(int, const QByteArray &)> done)
 {
     QNetworkRequest request(url);
     const bool api = QUrl(m_githubApiBase).isParentOf(url);
@@ -95,7 +108,7 @@ void SettingsModel::fetch(const QUrl &url, std::function<void(int, const QByteAr
         request.setRawHeader("X-GitHub-Api-Version", "2022-11-28");
     }
     const Net::Limits limits{m_downloadTimeout, api ? m_apiReplyLimit : m_downloadLimit};
-    Net::send(network(), this, Net::Method::Get, request, {}, limits,
+    Net::send(m_network(), this, Net::Method::Get, request, {}, limits,
               [done = std::move(done)](const Net::Outcome &outcome) {
                   if (!outcome.succeeded()) {
                       done(0, {});
@@ -107,7 +120,7 @@ void SettingsModel::fetch(const QUrl &url, std::function<void(int, const QByteAr
 
 // ---- GitHub search -------------------------------------------------------------------------
 
-void SettingsModel::searchGithub(const QString &text)
+void RegistryModel::searchGithub(const QString &text)
 {
     setGithubQuery(text);
     setGithubPage(0);
@@ -115,7 +128,7 @@ void SettingsModel::searchGithub(const QString &text)
     search(0);
 }
 
-void SettingsModel::search(int page)
+void RegistryModel::search(int page)
 {
     const QString query = ConfigDocument::trimBlanks(m_githubQuery);
     if (query.isEmpty())
@@ -158,14 +171,14 @@ void SettingsModel::search(int page)
     });
 }
 
-void SettingsModel::loadMore()
+void RegistryModel::loadMore()
 {
     search(m_githubPage + 1);
 }
 
 // ---- full catalogue ------------------------------------------------------------------------
 
-void SettingsModel::loadFullCatalog()
+void RegistryModel::loadFullCatalog(const QStringList &sources)
 {
     if (m_catalogLoading)
         return;
@@ -177,7 +190,7 @@ void SettingsModel::loadFullCatalog()
         QSet<QString> names;
     };
     auto pass = std::make_shared<Pass>();
-    pass->sources = QStringList{builtInSource} + m_config.skillSources;
+    pass->sources = QStringList{builtInSource} + sources;
 
     // One source after the other; each step schedules the next when its requests are done.
     // The step holds itself only weakly; the pending request callbacks keep it alive.
@@ -237,19 +250,9 @@ void SettingsModel::loadFullCatalog()
     (*step)(0);
 }
 
-void SettingsModel::addSource()
-{
-    const QString source = m_newSource.trimmed();
-    if (source.isEmpty() || m_config.skillSources.contains(source))
-        return;
-    setSkillSources(m_config.skillSources + QStringList{source});
-    setNewSource(QString());
-    saveAndNotify();
-}
+// ---- install --------------------------------------------------------------------
 
-// ---- install and delete --------------------------------------------------------------------
-
-void SettingsModel::install(const RegistryEntry &entry)
+void RegistryModel::install(const RegistryEntry &entry)
 {
     const std::optional<QString> stem = SkillFile::installStem(entry.name);
     if (!stem) {
@@ -266,7 +269,7 @@ void SettingsModel::install(const RegistryEntry &entry)
           });
 }
 
-void SettingsModel::installSearchResult(const RegistryEntry &entry)
+void RegistryModel::installSearchResult(const RegistryEntry &entry)
 {
     const QString fullName = RegistryEntry::withoutSearchPrefix(entry.name);
     // owner/repo is installed as owner-repo.md.
@@ -294,20 +297,20 @@ void SettingsModel::installSearchResult(const RegistryEntry &entry)
     });
 }
 
-void SettingsModel::writeSkillFile(const QString &fileName, const QByteArray &bytes,
+void RegistryModel::writeSkillFile(const QString &fileName, const QByteArray &bytes,
                                    const QString &name)
 {
     // Install always writes beside the configuration file, even when "skills_dir" points
     // elsewhere; the listing that follows honours "skills_dir".
     const bool written = SkillFile::writeInto(installFolder(), fileName, bytes);
     if (written)
-        listSkills();
+        Q_EMIT skillFileWritten();
     Q_EMIT installFinished(name, written);
 }
 
 // ---- preview --------------------------------------------------------------------------------
 
-void SettingsModel::download(const RegistryEntry &entry, QObject *context,
+void RegistryModel::download(const RegistryEntry &entry, QObject *context,
                              std::function<void(const QString &, const QByteArray &)> done)
 {
     const QPointer<QObject> guard(context);
@@ -343,7 +346,7 @@ void SettingsModel::download(const RegistryEntry &entry, QObject *context,
     });
 }
 
-void SettingsModel::installDownloaded(const RegistryEntry &entry, const QByteArray &bytes)
+void RegistryModel::installDownloaded(const RegistryEntry &entry, const QByteArray &bytes)
 {
     const std::optional<QString> stem
         = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(entry.name));
@@ -354,18 +357,52 @@ void SettingsModel::installDownloaded(const RegistryEntry &entry, const QByteArr
     writeSkillFile(*stem, bytes, entry.name);
 }
 
-bool SettingsModel::deleteSkill(const QString &name)
+// ---- state ------------------------------------------------------------------------------------
+
+void RegistryModel::setGithubResults(const QList<RegistryEntry> &value)
 {
-    // Only a plain file name inside the folder is ever removed; QFile::remove unlinks a
-    // symbolic link itself, never its target.
-    if (!SkillFile::isPlainName(name))
-        return false;
-    if (!QFile::remove(installFolder() + u'/' + name + u".md"_s))
-        return false;
-    QStringList disabled = globallyDisabledSkills();
-    disabled.removeAll(name);
-    setRawValue(u"enabled_skills"_s, QJsonArray::fromStringList(disabled));
-    saveAndNotify();
-    listSkills();
-    return true;
+    if (replaceValue(m_githubResults, value))
+        Q_EMIT githubResultsChanged();
+}
+
+void RegistryModel::setCatalogEntries(const QList<RegistryEntry> &value)
+{
+    if (replaceValue(m_catalogEntries, value))
+        Q_EMIT catalogEntriesChanged();
+}
+
+void RegistryModel::setCatalogLoading(bool value)
+{
+    if (replaceValue(m_catalogLoading, value))
+        Q_EMIT catalogLoadingChanged();
+}
+
+void RegistryModel::setCatalogError(const std::optional<QString> &value)
+{
+    if (replaceValue(m_catalogError, value))
+        Q_EMIT catalogErrorChanged();
+}
+
+void RegistryModel::setGithubSearching(bool value)
+{
+    if (replaceValue(m_githubSearching, value))
+        Q_EMIT githubSearchingChanged();
+}
+
+void RegistryModel::setGithubQuery(const QString &value)
+{
+    if (replaceValue(m_githubQuery, value))
+        Q_EMIT githubQueryChanged();
+}
+
+void RegistryModel::setGithubPage(int value)
+{
+    if (replaceValue(m_githubPage, value))
+        Q_EMIT githubPageChanged();
+}
+
+void RegistryModel::setGithubHasMore(bool value)
+{
+    if (replaceValue(m_githubHasMore, value))
+        Q_EMIT githubHasMoreChanged();
 }

@@ -1,6 +1,7 @@
 #include "skills/skillfile.h"
 
 #include "skills/skillcatalog.h"
+#include "config/personafiles.h"
 
 #include <QDir>
 #include <QFile>
@@ -360,15 +361,6 @@ QList<SkillInfo> listFolder(const QString &folder, const QSet<QString> &disabled
     for (const QString &fileName : names)
         skills.append(makeSkillInfo(folder + u'/' + fileName, disabled));
     return skills;
-}
-
-QString expandHome(const QString &path)
-{
-    if (path == u"~")
-        return QDir::homePath();
-    if (path.startsWith(u"~/"))
-        return QDir::homePath() + path.sliced(1);
-    return path;
 }
 
 QString skillsFolder(const QJsonObject &document, const QString &configPath)

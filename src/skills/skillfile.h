@@ -42,9 +42,6 @@ QStringList listSkillFiles(const QString &folder);
 // makeSkillInfo for every entry of listSkillFiles, in that order.
 QList<SkillInfo> listFolder(const QString &folder, const QSet<QString> &disabled);
 
-// "~" and a leading "~/" stand for the home folder; anything else is returned as it stands.
-QString expandHome(const QString &path);
-
 // The skills folder: the document's "skills_dir" with "~" expanded when it is a non-empty
 // string, else the folder "skills" beside the configuration file.
 QString skillsFolder(const QJsonObject &document, const QString &configPath);

@@ -1,6 +1,6 @@
 #include "skills/skillupdates.h"
 
-#include "config/settingsmodel.h"
+#include "skills/registrymodel.h"
 #include "network/request.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"
@@ -33,9 +33,9 @@ std::optional<QByteArray> installedBytes(const QString &path, qint64 limit)
 
 } // namespace
 
-SkillUpdates::SkillUpdates(SettingsModel *model, QObject *parent)
+SkillUpdates::SkillUpdates(RegistryModel *registry, QObject *parent)
     : QObject(parent)
-    , m_model(model)
+    , m_registry(registry)
 {}
 
 QList<RegistryEntry> SkillUpdates::installedCatalogEntries(const QString &installFolder,
@@ -54,12 +54,12 @@ void SkillUpdates::check(const QString &name)
     const quint64 generation = ++m_generation;
     m_results.clear();
     m_problem.clear();
-    if (!m_model) {
+    if (!m_registry) {
         Q_EMIT changed();
         return;
     }
-    const QString folder = m_model->installFolder();
-    QList<RegistryEntry> entries = installedCatalogEntries(folder, m_model->githubRawBase());
+    const QString folder = m_registry->installFolder();
+    QList<RegistryEntry> entries = installedCatalogEntries(folder, m_registry->githubRawBase());
     if (!name.isEmpty())
         entries.removeIf([&name](const RegistryEntry &entry) { return entry.name != name; });
     for (const RegistryEntry &entry : std::as_const(entries))
@@ -74,10 +74,10 @@ void SkillUpdates::check(const QString &name)
         return;
     }
 
-    const Net::Limits limits{m_model->downloadTimeout(), m_model->downloadLimit()};
+    const Net::Limits limits{m_registry->downloadTimeout(), m_registry->downloadLimit()};
     for (qsizetype i = 0; i < entries.size(); ++i) {
         const QString path = fileOf(folder, entries.at(i).name);
-        Net::send(m_model->network(), this, Net::Method::Get,
+        Net::send(m_registry->network(), this, Net::Method::Get,
                   QNetworkRequest(QUrl(entries.at(i).rawURL)), {}, limits,
                   [this, i, generation, path, limits](const Net::Outcome &outcome) {
                       if (!outcome.succeeded()) {
@@ -140,7 +140,7 @@ bool SkillUpdates::update(const QString &name)
     const qsizetype index = std::find_if(m_results.begin(), m_results.end(),
                                          [&name](const Result &r) { return r.name == name; })
                             - m_results.begin();
-    if (!m_model || index >= m_results.size() || m_results.at(index).state != State::Outdated) {
+    if (!m_registry || index >= m_results.size() || m_results.at(index).state != State::Outdated) {
         m_problem = name + u" has no update to install"_s;
         return false;
     }
@@ -149,15 +149,15 @@ bool SkillUpdates::update(const QString &name)
     // The catalogue install's own write: a temporary file in the folder renamed over the old
     // one, then the folder listed again, so the Skills page shows the new title at once.
     const QMetaObject::Connection connection
-        = connect(m_model.data(), &SettingsModel::installFinished, this,
+        = connect(m_registry.data(), &RegistryModel::installFinished, this,
                   [&written, &name](const QString &installed, bool ok) {
                       if (installed == name)
                           written = ok;
                   });
-    m_model->installDownloaded(RegistryEntry{name, {}, {}, {}}, source);
+    m_registry->installDownloaded(RegistryEntry{name, {}, {}, {}}, source);
     disconnect(connection);
     if (!written) {
-        m_problem = u"Couldn't write "_s + fileOf(m_model->installFolder(), name);
+        m_problem = u"Couldn't write "_s + fileOf(m_registry->installFolder(), name);
         return false;
     }
     m_results[index].state = State::Current;

@@ -9,7 +9,7 @@
 #include <QPointer>
 #include <QString>
 
-class SettingsModel;
+class RegistryModel;
 
 // Keeping the skills installed from the fixed catalogue current: the source of each one is
 // downloaded again, under the same limits as an install, and compared byte for byte with the
@@ -33,7 +33,8 @@ public:
         QByteArray source; // Outdated: the downloaded file, what update() writes
     };
 
-    explicit SkillUpdates(SettingsModel *model, QObject *parent = nullptr);
+    // Downloads and installs through `registry`, with its limits, into its install folder.
+    explicit SkillUpdates(RegistryModel *registry, QObject *parent = nullptr);
 
     // The fixed-catalogue entries whose file is in the install folder, in catalogue order.
     static QList<RegistryEntry> installedCatalogEntries(const QString &installFolder,
@@ -68,7 +69,7 @@ private:
     void settle(qsizetype index, quint64 generation, State state, const QString &problem,
                 const QByteArray &source);
 
-    QPointer<SettingsModel> m_model;
+    QPointer<RegistryModel> m_registry;
     QList<Result> m_results;
     QString m_problem;
     quint64 m_generation = 0;

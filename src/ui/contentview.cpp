@@ -5,7 +5,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pages.h"
 #include "ui/sidebaraccessible.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QAction>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 #include "ui/exportimportdialogs.h"
 
-#include "config/exportimport.h"
-#include "config/settingsmodel.h"
+#include "model/exportimport.h"
+#include "model/settingsmodel.h"
 
 #include <QFileDialog>
 

@@ -8,7 +8,7 @@
 #include "ui/singleinstance.h"
 #include "analytics/analytics.h"
 #include "config/configdocument.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "network/addresses.h"
 #include "service/dbustransport.h"
 

@@ -2,7 +2,7 @@
 
 #include "ui/contentview.h"
 #include "ui/mainwindow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 
 #include <QApplication>

@@ -1,5 +1,5 @@
-#include "config/exportimport.h"
-#include "config/settingsmodel.h"
+#include "model/exportimport.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/testsupport.h"
 

@@ -1,5 +1,5 @@
 #include "config/configdocument.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/testsupport.h"
 

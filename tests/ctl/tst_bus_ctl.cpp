@@ -3,7 +3,7 @@
 // up what the terminal writes.
 #include "ctlprocess.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/dbustransport.h"
 #include "service/statusinfo.h"
 #include "support/bussupport.h"

@@ -1,4 +1,4 @@
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 
 #include "support/fakeproviderserver.h"

@@ -5,7 +5,7 @@
 // service rewrites the status file after every read that changed the model, with "requests"
 // set to the number of the next poll: each poll then finds a new record, and the model's
 // `requests` is the number of polls made so far.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "service/statusinfo.h"
 #include "support/testsupport.h"

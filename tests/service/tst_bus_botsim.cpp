@@ -2,7 +2,7 @@
 // stop and restart end to end, configuration changes reaching the service, the service asking
 // the settings program to quit, and reads while the service rewrites its status file.
 #include "support/bussupport.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/dbustransport.h"
 #include "service/statusinfo.h"
 #include "support/testsupport.h"

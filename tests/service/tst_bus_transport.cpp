@@ -1,7 +1,7 @@
 // The notifications on a real (private) session bus, against other processes: gdbus sends,
 // dbus-monitor watches, and a second copy of this executable plays the settings program.
 #include "support/bussupport.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/dbustransport.h"
 #include "service/statusinfo.h"
 #include "support/testsupport.h"

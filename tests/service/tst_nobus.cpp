@@ -1,6 +1,6 @@
 // Without a reachable session bus the D-Bus transport posts nothing and the program works on:
 // saving, the control request and its wait all behave as with a bus.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/dbustransport.h"
 #include "service/statusinfo.h"
 #include "support/testsupport.h"

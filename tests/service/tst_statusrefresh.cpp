@@ -1,6 +1,6 @@
 // SettingsModel::refreshStatus against what can lie on disk beside the configuration file:
 // nothing, good records, broken ones, hostile ones, and files being rewritten as they are read.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "service/statusinfo.h"
 #include "support/testsupport.h"

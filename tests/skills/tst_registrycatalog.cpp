@@ -1,6 +1,6 @@
 // "Load full catalog" against a loopback GitHub: the sources in order, the tree path filter,
 // first name wins, the error texts, and adding a source.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 
 #include "support/fakegithub.h"

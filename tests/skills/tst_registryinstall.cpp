@@ -1,6 +1,6 @@
 // Installing skills from the loopback GitHub and deleting them, checked in the skills folder and
 // in the configuration file on disk.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "skills/skillcatalog.h"
 

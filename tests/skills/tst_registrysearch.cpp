@@ -1,6 +1,6 @@
 // GitHub repository search against a loopback GitHub: paging, the "more" flag, the entries
 // built from the items, and what a failed search leaves behind.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 
 #include "support/fakegithub.h"

@@ -1,6 +1,6 @@
 // Switching skills off globally and per bot, the group master switch and the feature switches,
 // checked on the configuration file as the bot service would read it.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "skills/skillcatalog.h"
 

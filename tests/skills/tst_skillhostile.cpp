@@ -1,7 +1,7 @@
 // Hostile remote data and hostile folders: names that would leave the skills folder, downloads
 // that are too large or never end, servers that never answer, huge files and huge folders.
 // Nothing may be written outside the skills folder, nothing may hang and nothing may crash.
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"

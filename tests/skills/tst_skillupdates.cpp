@@ -2,7 +2,7 @@
 // updating the changed ones: the results, the requests made and the files left on disk.
 #include "skills/skillupdates.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 
 #include "support/catalogueskills.h"
@@ -39,7 +39,7 @@ struct Setup {
             ModelEnvironment{&transport, &network, github.apiBase(), github.rawBase()});
         model->setDownloadLimit(1024);
         model->setDownloadTimeout(2000);
-        updates = std::make_unique<SkillUpdates>(model.get());
+        updates = std::make_unique<SkillUpdates>(&model->registry());
     }
     QString skillsPath() const { return dir.filePath(u"skills"_s); }
     QString skillFile(const QString &name) const { return skillsPath() + u'/' + name + u".md"_s; }

@@ -1,6 +1,6 @@
 #include "support/bussupport.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/dbustransport.h"
 #include "service/statusinfo.h"
 

@@ -6,7 +6,7 @@
 #include "ui/contentview.h"
 #include "ui/controls/settingrow.h"
 #include "ui/mainwindow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "support/uisupport.h"
 
 #include <QDir>

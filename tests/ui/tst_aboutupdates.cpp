@@ -1,7 +1,7 @@
 #include "ui/pages/aboutview.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/updatesview.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/pageshots.h"
 #include "support/uisupport.h"

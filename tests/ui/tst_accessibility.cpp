@@ -1,7 +1,7 @@
 #include "ui/contentview.h"
 #include "ui/controls/settingrow.h"
 #include "ui/mainwindow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/accessibilitywalk.h"
 #include "support/uisupport.h"

@@ -2,7 +2,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pagerenderer.h"
 #include "ui/pages/pagekit.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/testsupport.h"
 #include "support/uisupport.h"

@@ -2,7 +2,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/exportimportdialogs.h"
 #include "ui/pages/appsection.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/pageshots.h"
 #include "support/filedialogdriver.h"

@@ -12,7 +12,7 @@
 #include "ui/pages/botskillssheet.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/telegramdefaultssection.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
 

@@ -7,7 +7,7 @@
 #include "ui/mainwindow.h"
 #include "ui/pages/botpage.h"
 #include "ui/pages/pagekit.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
 

@@ -2,7 +2,7 @@
 #include "ui/controls/field.h"
 #include "ui/launch.h"
 #include "ui/mainwindow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/dbustransport.h"
 #include "support/uisupport.h"
 

@@ -3,7 +3,7 @@
 #include "ui/controls/field.h"
 #include "ui/controls/settingrow.h"
 #include "ui/controls/timepicker.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
 

@@ -2,7 +2,7 @@
 #include "ui/controls/field.h"
 #include "ui/mainwindow.h"
 #include "config/configfile.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
 

@@ -1,7 +1,7 @@
 #include "ui/controls/field.h"
 #include "ui/controls/settingrow.h"
 #include "ui/pages/modelsection.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "service/statusinfo.h"
 #include "support/fakeproviderserver.h"

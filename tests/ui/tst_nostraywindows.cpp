@@ -2,7 +2,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/mainwindow.h"
 #include "ui/pages/pagekit.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
 

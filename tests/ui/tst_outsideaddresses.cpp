@@ -4,7 +4,7 @@
 #include "ui/launch.h"
 
 #include "analytics/analytics.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "network/addresses.h"
 #include "service/notificationtransport.h"
 

@@ -8,7 +8,7 @@
 #include "ui/pages/botpage.h"
 #include "ui/pages/botskillssheet.h"
 #include "ui/pages/modelsection.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "providers/providerbatch.h"
 #include "service/notificationtransport.h"
 #include "support/accessibilitywalk.h"

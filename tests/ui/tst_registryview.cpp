@@ -9,7 +9,7 @@
 #include "ui/pages/pagekit.h"
 #include "ui/pages/skillpreviewsheet.h"
 #include "ui/pages/skillsview.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/fakegithub.h"
 #include "support/uisupport.h"

@@ -5,7 +5,7 @@
 #include "ui/pagerenderer.h"
 #include "ui/singleinstance.h"
 #include "analytics/analytics.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
 

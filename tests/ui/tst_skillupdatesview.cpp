@@ -4,7 +4,7 @@
 
 #include "ui/controls/settingrow.h"
 #include "ui/pagerenderer.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillupdates.h"

@@ -4,7 +4,7 @@
 #include "ui/controls/timepicker.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/telegramdefaultssection.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/pageshots.h"
 #include "support/uisupport.h"

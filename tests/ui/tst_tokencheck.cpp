@@ -7,7 +7,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pagerenderer.h"
 #include "ui/pages/tokencheck.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/accessibilitywalk.h"
 #include "support/faketelegram.h"

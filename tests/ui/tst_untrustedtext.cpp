@@ -5,7 +5,7 @@
 #include "ui/contentview.h"
 #include "ui/controls/elidedlabel.h"
 #include "ui/mainwindow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/fakegithub.h"
 #include "support/uisupport.h"

@@ -8,7 +8,7 @@
 #include "ui/pages/botskillssheet.h"
 #include "ui/pages/registryview.h"
 #include "ui/pages/skillsview.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillfile.h"

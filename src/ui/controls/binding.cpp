@@ -1,6 +1,6 @@
 #include "ui/controls/binding.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QObject>
 

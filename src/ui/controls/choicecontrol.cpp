@@ -3,7 +3,7 @@
 #include "ui/controls/settingrow.h"
 
 #include "ui/controls/field.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>

@@ -1,7 +1,7 @@
 #include "ui/controls/field.h"
 
 #include "ui/controls/icons.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QHBoxLayout>
 #include <QToolButton>

@@ -3,7 +3,7 @@
 #include "ui/controls/field.h"
 #include "ui/controls/icons.h"
 #include "ui/controls/settingrow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "providers/modellist.h"
 
 #include <QAbstractItemView>

@@ -1,7 +1,7 @@
 #include "ui/controls/settingrow.h"
 
 #include "ui/controls/accessiblemenu.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "ui/controls/elidedlabel.h"
 
 #include <QAbstractButton>

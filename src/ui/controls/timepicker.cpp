@@ -2,7 +2,7 @@
 
 #include "ui/controls/settingrow.h"
 #include "config/configdocument.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>

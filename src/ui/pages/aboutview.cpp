@@ -4,7 +4,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -7,7 +7,7 @@
 #include "ui/exportimportdialogs.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QDesktopServices>
 #include <QDir>

@@ -3,6 +3,7 @@
 #include "ui/controls/binding.h"
 #include "ui/controls/choicecontrol.h"
 #include "ui/controls/field.h"
+#include "ui/controls/iconbutton.h"
 #include "ui/controls/icons.h"
 #include "ui/controls/modelpicker.h"
 #include "ui/controls/settingrow.h"
@@ -13,7 +14,7 @@
 #include "ui/pages/tokencheck.h"
 #include "config/inheritance.h"
 #include "config/personafiles.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "providers/providertargets.h"
 #include "skills/skillcatalog.h"
 
@@ -65,18 +66,6 @@ Field *textField(SettingsModel *model, int bot, const QString &objectName,
     edit->setObjectName(objectName);
     edit->bind(model, Bind::botProfileText(model, bot, field), [model] { model->saveAndNotify(); });
     return edit;
-}
-
-QToolButton *iconButton(const QString &objectName, const QString &symbol, const QString &help)
-{
-    auto *button = new QToolButton;
-    button->setObjectName(objectName);
-    button->setAutoRaise(true);
-    button->setIconSize(QSize(16, 16));
-    Icons::setIcon(button, symbol);
-    button->setToolTip(help);
-    button->setAccessibleName(help);
-    return button;
 }
 
 void buildOwnFallbacks(SettingsModel *model, int bot, QVBoxLayout *layout)

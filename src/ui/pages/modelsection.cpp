@@ -2,13 +2,14 @@
 
 #include "ui/controls/binding.h"
 #include "ui/controls/field.h"
+#include "ui/controls/iconbutton.h"
 #include "ui/controls/icons.h"
 #include "ui/controls/modelpicker.h"
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
 #include "ui/pages/testallview.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "providers/providertargets.h"
 #include "service/statusinfo.h"
 
@@ -72,20 +73,6 @@ QLabel *outcomeLabel(const QString &name)
     label->setContentsMargins(0, 0, 0, 4);
     label->hide();
     return label;
-}
-
-QToolButton *iconButton(const QString &symbol, const QString &help, const QString &name)
-{
-    auto *button = new QToolButton;
-    button->setObjectName(name);
-    button->setAutoRaise(true);
-    button->setFocusPolicy(Qt::StrongFocus);
-    Icons::setIcon(button, symbol);
-    button->setIconSize(QSize(14, 14));
-    button->setFixedSize(QSize(16, 16));
-    button->setToolTip(help);
-    button->setAccessibleName(help);
-    return button;
 }
 
 QWidget *line(QHBoxLayout **layout, const QString &name)
@@ -293,12 +280,13 @@ void ModelSection::buildBackups()
             title->setFont(groupTitleFont(title->font()));
             headerLayout->addWidget(title);
             headerLayout->addSpacing(6);
-            QToolButton *up
-                = iconButton(u"chevron.up"_s, u"Higher priority"_s, u"fallback%1Up"_s.arg(i));
-            QToolButton *down
-                = iconButton(u"chevron.down"_s, u"Lower priority"_s, u"fallback%1Down"_s.arg(i));
-            QToolButton *remove = iconButton(u"minus.circle"_s, u"Remove this backup model"_s,
-                                             u"fallback%1Remove"_s.arg(i));
+            QToolButton *up = iconButton(u"fallback%1Up"_s.arg(i), u"chevron.up"_s,
+                                         u"Higher priority"_s, IconButtonSize::Compact);
+            QToolButton *down = iconButton(u"fallback%1Down"_s.arg(i), u"chevron.down"_s,
+                                           u"Lower priority"_s, IconButtonSize::Compact);
+            QToolButton *remove
+                = iconButton(u"fallback%1Remove"_s.arg(i), u"minus.circle"_s,
+                             u"Remove this backup model"_s, IconButtonSize::Compact);
             headerLayout->addWidget(up);
             headerLayout->addWidget(down);
             headerLayout->addWidget(remove);

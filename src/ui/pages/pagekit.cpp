@@ -2,7 +2,7 @@
 
 #include "ui/controls/field.h"
 #include "ui/controls/settingrow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QFrame>
 #include <QLabel>

@@ -6,7 +6,7 @@
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
 #include "ui/pages/skillpreviewsheet.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "skills/registrylisting.h"
 #include "skills/skillcatalog.h"
 

@@ -6,7 +6,7 @@
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
 #include "ui/pages/skillupdatesview.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillupdates.h"
 
@@ -178,7 +178,7 @@ SkillsView::SkillsView(SettingsModel *model, QWidget *parent)
         featureGroup->addWidget(row);
     }
 
-    auto *updates = new SkillUpdates(model, this);
+    auto *updates = new SkillUpdates(&model->registry(), this);
     updates->setObjectName(u"skillUpdates"_s);
     auto *sections = new DynamicBlock(
         model, {&SettingsModel::skillsChanged}, [model] { return skillsShape(model->skills()); },

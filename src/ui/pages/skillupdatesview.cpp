@@ -2,7 +2,7 @@
 
 #include "ui/controls/elidedlabel.h"
 #include "ui/controls/settingrow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "skills/skillupdates.h"
 
 #include <QHBoxLayout>

@@ -9,7 +9,7 @@
 #include "ui/pages/pages.h"
 #include "config/configdocument.h"
 #include "config/personafiles.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QVBoxLayout>
 

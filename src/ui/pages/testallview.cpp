@@ -2,7 +2,7 @@
 
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "providers/providerbatch.h"
 
 #include <QHBoxLayout>

@@ -1,7 +1,7 @@
 #include "ui/pages/tokencheck.h"
 
 #include "ui/controls/settingrow.h"
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 #include "network/addresses.h"
 #include "telegram/botapi.h"
 

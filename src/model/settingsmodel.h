@@ -1,10 +1,10 @@
 #pragma once
 
-#include "config/configfile.h"
-#include "config/configtypes.h"
+#include "config/configstore.h"
 #include "config/sidebaritem.h"
-#include "providers/testoutcome.h"
-#include "service/statusinfo.h"
+#include "providers/providertests.h"
+#include "service/servicelink.h"
+#include "skills/registrymodel.h"
 #include "skills/skilltypes.h"
 
 #include <QDateTime>
@@ -19,7 +19,6 @@
 #include <optional>
 
 class NotificationTransport;
-class QFileSystemWatcher;
 class QNetworkAccessManager;
 
 // The outside world as the model sees it. Tests hand in loopback addresses and an in-memory
@@ -31,9 +30,12 @@ struct ModelEnvironment {
     QString githubRawBase = QStringLiteral(VARNOOK_GITHUB_RAW_BASE);
 };
 
-// The one observable object that owns all state of the settings window: the configuration
-// values, the raw configuration document, the bot status and the view state. Every property
-// announces its own change. Main thread only.
+// The one observable object the settings window and varnookctl are written against. It is made of
+// parts, each of which can be used on its own: the configuration store (file, document, values,
+// save), the service link (status and control), the provider tests and the skill registry; this
+// class owns them, forwards to them under the names the pages use, announces their changes as its
+// own signals, and keeps the window's own state (selection, filter, secrets shown in clear) and
+// the operations that span parts (bots, backup models, skills). Main thread only.
 class SettingsModel final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString baseURL READ baseURL WRITE setBaseURL NOTIFY baseURLChanged)
@@ -87,45 +89,55 @@ public:
                            QObject *parent = nullptr);
     ~SettingsModel() override;
 
+    // ---- the parts -------------------------------------------------------------------------
+    ConfigStore &store() { return *m_store; }
+    const ConfigStore &store() const { return *m_store; }
+    ServiceLink &service() { return *m_service; }
+    const ServiceLink &service() const { return *m_service; }
+    ProviderTests &providerTests() { return *m_providerTests; }
+    const ProviderTests &providerTests() const { return *m_providerTests; }
+    RegistryModel &registry() { return *m_registry; }
+    const RegistryModel &registry() const { return *m_registry; }
+
     // ---- configuration file ----------------------------------------------------------------
-    const QString &path() const { return m_path; }
-    const QJsonObject &rawDocument() const { return m_raw; }
-    double loadedMtime() const { return m_loadedMtime; }
-    const ConfigValues &values() const { return m_config; }
+    const QString &path() const { return m_store->path(); }
+    const QJsonObject &rawDocument() const { return m_store->rawDocument(); }
+    double loadedMtime() const { return m_store->loadedMtime(); }
+    const ConfigValues &values() const { return m_store->values(); }
 
     // Reads the file and applies it. Returns whether the file was there and taken (readable,
     // JSON, an object); when it was not, the model keeps what it had.
     bool loadFromDisk();
     // Whether the latest loadFromDisk took the file.
-    bool fileTaken() const { return m_fileTaken; }
+    bool fileTaken() const { return m_store->fileTaken(); }
     void reloadIfChanged();
     // Whether the file differs from what was last loaded: its time moved, or, at the same time,
     // its size or content.
-    bool changedSinceLoad() const;
+    bool changedSinceLoad() const { return m_store->changedSinceLoad(); }
     // Reads the file again whether or not it changed, then the skills and the status (the
     // Reload button of the window's file banner).
     void reload();
     void applyDocument(const QJsonObject &document);
     // applyDocument for a document that replaces the whole configuration (an import): the
     // next save writes it as it is, whatever another program wrote meanwhile.
-    void replaceDocument(const QJsonObject &document);
+    void replaceDocument(const QJsonObject &document) { m_store->replaceDocument(document); }
     // Why the file at path() cannot be used (it is there but is not a readable JSON object, or
     // not a regular file), in the user's words; nothing when it can, or when it is missing.
     // While there is a problem nothing is written to the file; the model watches the path and
     // its folder and reads the file again as soon as something changes there.
-    const std::optional<QString> &fileProblem() const { return m_fileProblem; }
-    bool canEdit() const { return !m_fileProblem; }
+    const std::optional<QString> &fileProblem() const { return m_store->fileProblem(); }
+    bool canEdit() const { return m_store->canEdit(); }
     // The keys the user changed since the file was last read or written, as
     // ConfigDocument::changedKeys names them, plus keys of the document edited directly
     // ("enabled_skills"). These, and only these, are put on top of the file when another
     // program wrote it meanwhile.
-    QStringList pendingKeys() const;
+    QStringList pendingKeys() const { return m_store->pendingKeys(); }
     // Writes the document; the failure text ("Could not write …") or nothing.
-    std::optional<QString> writeDocument();
+    std::optional<QString> writeDocument() { return m_store->writeDocument(); }
     // What the latest writeDocument gave, for callers of operations that save by themselves:
     // its failure text, or nothing when it worked or none was made. A failed write keeps it
     // until a later write works.
-    const std::optional<QString> &lastSaveError() const { return m_lastSaveError; }
+    const std::optional<QString> &lastSaveError() const { return m_store->lastSaveError(); }
     // writeDocument, then config-changed when it worked. Returns whether the write worked.
     bool saveAndNotify();
     void postConfigChanged();
@@ -160,21 +172,21 @@ public:
     void setChoiceCustomMode(const QString &customKey, bool on);
 
     // ---- bot status and control (the status file, the bot-control request) -----------------
-    void refreshStatus();
-    void sendBotControl(const QString &action);
-    int statusRefreshInterval() const { return m_statusRefreshInterval; }
-    void setStatusRefreshInterval(int ms) { m_statusRefreshInterval = ms; }
-    int controlPollInterval() const { return m_controlPollInterval; }
-    void setControlPollInterval(int ms) { m_controlPollInterval = ms; }
-    int controlClearDelay() const { return m_controlClearDelay; }
-    void setControlClearDelay(int ms) { m_controlClearDelay = ms; }
-    static constexpr int controlMaxPolls = 31;
+    void refreshStatus() { m_service->refreshStatus(); }
+    void sendBotControl(const QString &action) { m_service->sendBotControl(action); }
+    int statusRefreshInterval() const { return m_service->statusRefreshInterval(); }
+    void setStatusRefreshInterval(int ms) { m_service->setStatusRefreshInterval(ms); }
+    int controlPollInterval() const { return m_service->controlPollInterval(); }
+    void setControlPollInterval(int ms) { m_service->setControlPollInterval(ms); }
+    int controlClearDelay() const { return m_service->controlClearDelay(); }
+    void setControlClearDelay(int ms) { m_service->setControlClearDelay(ms); }
+    static constexpr int controlMaxPolls = ServiceLink::controlMaxPolls;
 
     // ---- provider connection test -----------------------------------------------------------
-    void testPrimary();
-    void testBackup(qint64 index);
-    int providerTestTimeout() const { return m_providerTestTimeout; }
-    void setProviderTestTimeout(int ms) { m_providerTestTimeout = ms; }
+    void testPrimary() { m_providerTests->testPrimary(); }
+    void testBackup(qint64 index) { m_providerTests->testBackup(index); }
+    int providerTestTimeout() const { return m_providerTests->timeout(); }
+    void setProviderTestTimeout(int ms) { m_providerTests->setTimeout(ms); }
     // The manager handed in, or the model's own, made when the network is first needed (a
     // provider test, the registry), so that a launch that never goes online does not pay for it.
     QNetworkAccessManager *network();
@@ -194,152 +206,258 @@ public:
     int botOverrideCount(int bot) const;
 
     // ---- skill registry -----------------------------------------------------------------------
-    const QString &githubApiBase() const { return m_githubApiBase; }
-    const QString &githubRawBase() const { return m_githubRawBase; }
-    void searchGithub(const QString &text);
-    void search(int page);
-    void loadMore();
-    void loadFullCatalog();
+    const QString &githubApiBase() const { return m_registry->githubApiBase(); }
+    const QString &githubRawBase() const { return m_registry->githubRawBase(); }
+    void searchGithub(const QString &text) { m_registry->searchGithub(text); }
+    void search(int page) { m_registry->search(page); }
+    void loadMore() { m_registry->loadMore(); }
+    void loadFullCatalog() { m_registry->loadFullCatalog(skillSources()); }
     void addSource();
-    void install(const RegistryEntry &entry);
-    void installSearchResult(const RegistryEntry &entry);
+    void install(const RegistryEntry &entry) { m_registry->install(entry); }
+    void installSearchResult(const RegistryEntry &entry) { m_registry->installSearchResult(entry); }
     // Downloads what install(entry), or installSearchResult(entry) for a search result, would
     // write, with the same requests and limits, and hands it to `done` on the main thread unless
     // `context` is gone by then: the address it came from and the bytes, or an empty address
     // when the download failed. Nothing is written.
     void download(const RegistryEntry &entry, QObject *context,
-                  std::function<void(const QString &source, const QByteArray &bytes)> done);
+                  std::function<void(const QString &source, const QByteArray &bytes)> done)
+    {
+        m_registry->download(entry, context, std::move(done));
+    }
     // Writes bytes that download() brought as install would write them, lists the folder again
     // and reports installFinished, so what was previewed is exactly what is installed.
-    void installDownloaded(const RegistryEntry &entry, const QByteArray &bytes);
+    void installDownloaded(const RegistryEntry &entry, const QByteArray &bytes)
+    {
+        m_registry->installDownloaded(entry, bytes);
+    }
     bool deleteSkill(const QString &name);
     bool isInstalled(const QString &name) const;
-    int downloadTimeout() const { return m_downloadTimeout; }
-    void setDownloadTimeout(int ms) { m_downloadTimeout = ms; }
-    qint64 downloadLimit() const { return m_downloadLimit; }
-    void setDownloadLimit(qint64 bytes) { m_downloadLimit = bytes; }
-    qint64 apiReplyLimit() const { return m_apiReplyLimit; }
-    void setApiReplyLimit(qint64 bytes) { m_apiReplyLimit = bytes; }
+    int downloadTimeout() const { return m_registry->downloadTimeout(); }
+    void setDownloadTimeout(int ms) { m_registry->setDownloadTimeout(ms); }
+    qint64 downloadLimit() const { return m_registry->downloadLimit(); }
+    void setDownloadLimit(qint64 bytes) { m_registry->setDownloadLimit(bytes); }
+    qint64 apiReplyLimit() const { return m_registry->apiReplyLimit(); }
+    void setApiReplyLimit(qint64 bytes) { m_registry->setApiReplyLimit(bytes); }
 
     // ---- properties -------------------------------------------------------------------------
-    const QString &baseURL() const { return m_config.baseURL; }
-    void setBaseURL(const QString &value);
-    const QString &apiKey() const { return m_config.apiKey; }
-    void setApiKey(const QString &value);
-    const QString &model() const { return m_config.model; }
-    void setModel(const QString &value);
-    const QString &modelName() const { return m_config.modelName; }
-    void setModelName(const QString &value);
-    const QList<Fallback> &fallbacks() const { return m_config.fallbacks; }
-    void setFallbacks(const QList<Fallback> &value);
-    const QStringList &botTokens() const { return m_config.botTokens; }
-    void setBotTokens(const QStringList &value);
-    const QStringList &botNicknames() const { return m_config.botNicknames; }
-    void setBotNicknames(const QStringList &value);
-    const QList<BotProfile> &botProfiles() const { return m_config.botProfiles; }
-    void setBotProfiles(const QList<BotProfile> &value);
-    const QString &allowedIDs() const { return m_config.allowedIDs; }
-    void setAllowedIDs(const QString &value);
-    const QString &briefingTime() const { return m_config.briefingTime; }
-    void setBriefingTime(const QString &value);
-    const QString &briefingPrompt() const { return m_config.briefingPrompt; }
-    void setBriefingPrompt(const QString &value);
-    const QString &triggerWords() const { return m_config.triggerWords; }
-    void setTriggerWords(const QString &value);
-    const QString &clipTriggerWords() const { return m_config.clipTriggerWords; }
-    void setClipTriggerWords(const QString &value);
-    const QString &soulFile() const { return m_config.soulFile; }
-    void setSoulFile(const QString &value);
-    const QString &maxTokens() const { return m_config.maxTokens; }
-    void setMaxTokens(const QString &value);
-    const QString &chatBufferMax() const { return m_config.chatBufferMax; }
-    void setChatBufferMax(const QString &value);
-    const QString &recallLimit() const { return m_config.recallLimit; }
-    void setRecallLimit(const QString &value);
-    const QString &factCap() const { return m_config.factCap; }
-    void setFactCap(const QString &value);
-    const QString &researchMaxTokens() const { return m_config.researchMaxTokens; }
-    void setResearchMaxTokens(const QString &value);
-    const QString &apiTimeout() const { return m_config.apiTimeout; }
-    void setApiTimeout(const QString &value);
-    const QString &dataDir() const { return m_config.dataDir; }
-    void setDataDir(const QString &value);
-    bool showInDock() const { return m_config.showInDock; }
-    void setShowInDock(bool value);
-    bool launchAtLogin() const { return m_config.launchAtLogin; }
-    void setLaunchAtLogin(bool value);
-    const QString &botMode() const { return m_config.botMode; }
-    void setBotMode(const QString &value);
-    bool backfillMissed() const { return m_config.backfillMissed; }
-    void setBackfillMissed(bool value);
-    bool briefingCrypto() const { return m_config.briefingCrypto; }
-    void setBriefingCrypto(bool value);
-    bool autoMemory() const { return m_config.autoMemory; }
-    void setAutoMemory(bool value);
-    const QStringList &skillSources() const { return m_config.skillSources; }
-    void setSkillSources(const QStringList &value);
-    const QSet<QString> &choiceCustom() const { return m_choiceCustom; }
+    // One getter and one setter per line of config/configkeys.def, such as maxTokens() and
+    // setMaxTokens(); each change is announced by the signal of the same name (maxTokensChanged).
+#ifndef Q_MOC_RUN
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial)                                            \
+    ConfigArgument<Type> member() const                                                            \
+    {                                                                                              \
+        return m_store->values().member;                                                           \
+    }                                                                                              \
+    void set##Name(ConfigArgument<Type> value)                                                     \
+    {                                                                                              \
+        m_store->set##Name(value);                                                                 \
+    }
+#include "config/configkeys.def"
+#undef VARNOOK_CONFIG_KEY
+#endif
+    const QSet<QString> &choiceCustom() const
+    {
+        return m_choiceCustom;
+    }
     void setChoiceCustom(const QSet<QString> &value);
-    const std::optional<SidebarItem> &selection() const { return m_selection; }
+    const std::optional<SidebarItem> &selection() const
+    {
+        return m_selection;
+    }
     void setSelection(const std::optional<SidebarItem> &value);
-    const std::optional<QString> &alertMessage() const { return m_alertMessage; }
+    const std::optional<QString> &alertMessage() const
+    {
+        return m_alertMessage;
+    }
     void setAlertMessage(const std::optional<QString> &value);
-    bool showApiKey() const { return m_showApiKey; }
+    bool showApiKey() const
+    {
+        return m_showApiKey;
+    }
     void setShowApiKey(bool value);
-    const QSet<int> &showTokenKeys() const { return m_showTokenKeys; }
+    const QSet<int> &showTokenKeys() const
+    {
+        return m_showTokenKeys;
+    }
     void setShowTokenKeys(const QSet<int> &value);
-    const QSet<QString> &showProfileKeys() const { return m_showProfileKeys; }
+    const QSet<QString> &showProfileKeys() const
+    {
+        return m_showProfileKeys;
+    }
     void setShowProfileKeys(const QSet<QString> &value);
-    const QSet<int> &showFallbackKeys() const { return m_showFallbackKeys; }
+    const QSet<int> &showFallbackKeys() const
+    {
+        return m_showFallbackKeys;
+    }
     void setShowFallbackKeys(const QSet<int> &value);
-    ColumnVisibility columnVisibility() const { return m_columnVisibility; }
+    ColumnVisibility columnVisibility() const
+    {
+        return m_columnVisibility;
+    }
     void setColumnVisibility(ColumnVisibility value);
-    const StatusInfo &status() const { return m_status; }
-    void setStatus(const StatusInfo &value);
-    const std::optional<TestOutcome> &testState() const { return m_testState; }
-    void setTestState(const std::optional<TestOutcome> &value);
-    bool testing() const { return m_testing; }
-    void setTesting(bool value);
-    const std::optional<qint64> &backupTesting() const { return m_backupTesting; }
-    void setBackupTesting(const std::optional<qint64> &value);
-    const QMap<qint64, TestOutcome> &backupTestState() const { return m_backupTestState; }
-    void setBackupTestState(const QMap<qint64, TestOutcome> &value);
-    const std::optional<QString> &botControl() const { return m_botControl; }
-    void setBotControl(const std::optional<QString> &value);
-    const QDateTime &controlAt() const { return m_controlAt; }
-    void setControlAt(const QDateTime &value);
-    const std::optional<QString> &controlMsg() const { return m_controlMsg; }
-    void setControlMsg(const std::optional<QString> &value);
-    const QString &filter() const { return m_filter; }
+    const StatusInfo &status() const
+    {
+        return m_service->status();
+    }
+    void setStatus(const StatusInfo &value)
+    {
+        m_service->setStatus(value);
+    }
+    const std::optional<TestOutcome> &testState() const
+    {
+        return m_providerTests->testState();
+    }
+    void setTestState(const std::optional<TestOutcome> &value)
+    {
+        m_providerTests->setTestState(value);
+    }
+    bool testing() const
+    {
+        return m_providerTests->testing();
+    }
+    void setTesting(bool value)
+    {
+        m_providerTests->setTesting(value);
+    }
+    const std::optional<qint64> &backupTesting() const
+    {
+        return m_providerTests->backupTesting();
+    }
+    void setBackupTesting(const std::optional<qint64> &value)
+    {
+        m_providerTests->setBackupTesting(value);
+    }
+    const QMap<qint64, TestOutcome> &backupTestState() const
+    {
+        return m_providerTests->backupTestState();
+    }
+    void setBackupTestState(const QMap<qint64, TestOutcome> &value)
+    {
+        m_providerTests->setBackupTestState(value);
+    }
+    const std::optional<QString> &botControl() const
+    {
+        return m_service->botControl();
+    }
+    void setBotControl(const std::optional<QString> &value)
+    {
+        m_service->setBotControl(value);
+    }
+    const QDateTime &controlAt() const
+    {
+        return m_service->controlAt();
+    }
+    void setControlAt(const QDateTime &value)
+    {
+        m_service->setControlAt(value);
+    }
+    const std::optional<QString> &controlMsg() const
+    {
+        return m_service->controlMsg();
+    }
+    void setControlMsg(const std::optional<QString> &value)
+    {
+        m_service->setControlMsg(value);
+    }
+    const QString &filter() const
+    {
+        return m_filter;
+    }
     void setFilter(const QString &value);
-    const QList<SkillInfo> &skills() const { return m_skills; }
+    const QList<SkillInfo> &skills() const
+    {
+        return m_skills;
+    }
     void setSkills(const QList<SkillInfo> &value);
-    int skillTab() const { return m_skillTab; }
+    int skillTab() const
+    {
+        return m_skillTab;
+    }
     void setSkillTab(int value);
-    const std::optional<int> &skillsBot() const { return m_skillsBot; }
+    const std::optional<int> &skillsBot() const
+    {
+        return m_skillsBot;
+    }
     void setSkillsBot(const std::optional<int> &value);
-    int registryPage() const { return m_registryPage; }
+    int registryPage() const
+    {
+        return m_registryPage;
+    }
     void setRegistryPage(int value);
-    const QString &registryFilter() const { return m_registryFilter; }
+    const QString &registryFilter() const
+    {
+        return m_registryFilter;
+    }
     void setRegistryFilter(const QString &value);
-    const QList<RegistryEntry> &githubResults() const { return m_githubResults; }
-    void setGithubResults(const QList<RegistryEntry> &value);
-    const QList<RegistryEntry> &catalogEntries() const { return m_catalogEntries; }
-    void setCatalogEntries(const QList<RegistryEntry> &value);
-    bool catalogLoading() const { return m_catalogLoading; }
-    void setCatalogLoading(bool value);
-    const std::optional<QString> &catalogError() const { return m_catalogError; }
-    void setCatalogError(const std::optional<QString> &value);
-    const QString &newSource() const { return m_newSource; }
+    const QList<RegistryEntry> &githubResults() const
+    {
+        return m_registry->githubResults();
+    }
+    void setGithubResults(const QList<RegistryEntry> &value)
+    {
+        m_registry->setGithubResults(value);
+    }
+    const QList<RegistryEntry> &catalogEntries() const
+    {
+        return m_registry->catalogEntries();
+    }
+    void setCatalogEntries(const QList<RegistryEntry> &value)
+    {
+        m_registry->setCatalogEntries(value);
+    }
+    bool catalogLoading() const
+    {
+        return m_registry->catalogLoading();
+    }
+    void setCatalogLoading(bool value)
+    {
+        m_registry->setCatalogLoading(value);
+    }
+    const std::optional<QString> &catalogError() const
+    {
+        return m_registry->catalogError();
+    }
+    void setCatalogError(const std::optional<QString> &value)
+    {
+        m_registry->setCatalogError(value);
+    }
+    const QString &newSource() const
+    {
+        return m_newSource;
+    }
     void setNewSource(const QString &value);
-    bool githubSearching() const { return m_githubSearching; }
-    void setGithubSearching(bool value);
-    const QString &githubQuery() const { return m_githubQuery; }
-    void setGithubQuery(const QString &value);
-    int githubPage() const { return m_githubPage; }
-    void setGithubPage(int value);
-    bool githubHasMore() const { return m_githubHasMore; }
-    void setGithubHasMore(bool value);
+    bool githubSearching() const
+    {
+        return m_registry->githubSearching();
+    }
+    void setGithubSearching(bool value)
+    {
+        m_registry->setGithubSearching(value);
+    }
+    const QString &githubQuery() const
+    {
+        return m_registry->githubQuery();
+    }
+    void setGithubQuery(const QString &value)
+    {
+        m_registry->setGithubQuery(value);
+    }
+    int githubPage() const
+    {
+        return m_registry->githubPage();
+    }
+    void setGithubPage(int value)
+    {
+        m_registry->setGithubPage(value);
+    }
+    bool githubHasMore() const
+    {
+        return m_registry->githubHasMore();
+    }
+    void setGithubHasMore(bool value)
+    {
+        m_registry->setGithubHasMore(value);
+    }
 
 Q_SIGNALS:
     void baseURLChanged();
@@ -414,49 +532,32 @@ private:
         member = value;
         Q_EMIT(this->*signal)();
     }
-    void setConfig(const ConfigValues &values); // announces every changed property
-    void setFileProblem(const std::optional<QString> &problem);
-    void setLastSaveError(const std::optional<QString> &error);
-    // The document to write: the user's values on the document as last read or written, or, when
-    // another program wrote the file since, the user's own changes on what is there now.
-    QJsonObject documentToWrite(ConfigValues &values, const ConfigFile::Snapshot &disk) const;
-    // Edits a key of the raw document that ConfigValues does not hold, and remembers it.
-    void setRawValue(const QString &key, const QJsonValue &value);
+    // Announces a change of the store under the name of the value that changed.
+    void announce(ConfigKey key);
+    // After a document was applied: a selection that no longer exists goes to the first bot.
+    void keepSelectionValid();
+    void setConfig(const ConfigValues &values)
+    {
+        m_store->setValues(values);
+    }
+    void setRawValue(const QString &key, const QJsonValue &value)
+    {
+        m_store->setRawValue(key, value);
+    }
     void mutateProfile(int bot, const std::function<void(BotProfile &)> &change);
     void listSkills();
-    void fetch(const QUrl &url, std::function<void(int status, const QByteArray &body)> done);
-    void writeSkillFile(const QString &fileName, const QByteArray &bytes, const QString &name);
-    void pollControl(const QString &action, qint64 pidBefore, int attempts);
 
-    QString m_path;
-    QJsonObject m_raw;
-    double m_loadedMtime = 0;
-    // Size and digest of the bytes last loaded: a write within the same tick of the file system's
-    // clock leaves the time as it was, so when the time matches the content decides.
-    qint64 m_loadedSize = -1;
-    QByteArray m_loadedDigest;
-    bool m_fileTaken = false;
-    std::optional<QString> m_lastSaveError;
-    std::optional<QString> m_fileProblem;
-    QFileSystemWatcher *m_watcher = nullptr;
-    // The file as this program last read or wrote it, and the values as they were then: the
-    // user's pending changes are what differs from these.
-    ConfigFile::Fingerprint m_known;
-    ConfigValues m_synced;
-    QSet<QString> m_rawEdits; // keys of m_raw edited directly since
-    bool m_replaceWhole = false;
-    ConfigValues m_config;
+    const ConfigValues &config() const
+    {
+        return m_store->values();
+    }
+
+    ConfigStore *m_store = nullptr;
     NotificationTransport *m_transport = nullptr;
     QNetworkAccessManager *m_network = nullptr;
-    QString m_githubApiBase;
-    QString m_githubRawBase;
-    int m_statusRefreshInterval = 5000;
-    int m_controlPollInterval = 1000;
-    int m_controlClearDelay = 2000;
-    int m_providerTestTimeout = 20000;
-    int m_downloadTimeout = 30000;
-    qint64 m_downloadLimit = 4 * 1024 * 1024;  // a skill file
-    qint64 m_apiReplyLimit = 16 * 1024 * 1024; // a GitHub JSON reply
+    ServiceLink *m_service = nullptr;
+    ProviderTests *m_providerTests = nullptr;
+    RegistryModel *m_registry = nullptr;
 
     QSet<QString> m_choiceCustom;
     std::optional<SidebarItem> m_selection;
@@ -466,27 +567,11 @@ private:
     QSet<QString> m_showProfileKeys;
     QSet<int> m_showFallbackKeys;
     ColumnVisibility m_columnVisibility = ColumnVisibility::All;
-    StatusInfo m_status;
-    std::optional<TestOutcome> m_testState;
-    bool m_testing = false;
-    std::optional<qint64> m_backupTesting;
-    QMap<qint64, TestOutcome> m_backupTestState;
-    std::optional<QString> m_botControl;
-    QDateTime m_controlAt;
-    std::optional<QString> m_controlMsg;
     QString m_filter;
     QList<SkillInfo> m_skills;
     int m_skillTab = 0;
     std::optional<int> m_skillsBot;
     int m_registryPage = 0;
     QString m_registryFilter;
-    QList<RegistryEntry> m_githubResults;
-    QList<RegistryEntry> m_catalogEntries;
-    bool m_catalogLoading = false;
-    std::optional<QString> m_catalogError;
     QString m_newSource;
-    bool m_githubSearching = false;
-    QString m_githubQuery;
-    int m_githubPage = 0;
-    bool m_githubHasMore = false;
 };

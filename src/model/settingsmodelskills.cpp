@@ -1,10 +1,11 @@
 // The skills side of the settings model: the skills folder, the global and per-bot disabled
-// lists and the feature switches.
-#include "config/settingsmodel.h"
+// lists, the feature switches, the registry's sources and deleting a skill file.
+#include "model/settingsmodel.h"
 
 #include "config/configdocument.h"
 #include "skills/skillfile.h"
 
+#include <QFile>
 #include <QJsonArray>
 
 using namespace Qt::Literals::StringLiterals;
@@ -22,18 +23,18 @@ QSet<QString> toSet(const QStringList &list)
 
 QString SettingsModel::skillsFolder() const
 {
-    return SkillFile::skillsFolder(m_raw, m_path);
+    return SkillFile::skillsFolder(rawDocument(), path());
 }
 
 QString SettingsModel::installFolder() const
 {
-    return SkillFile::installFolder(m_path);
+    return SkillFile::installFolder(path());
 }
 
 void SettingsModel::loadSkillsAndFeatures()
 {
     listSkills();
-    const ConfigValues stored = ConfigDocument::read(m_raw);
+    const ConfigValues stored = ConfigDocument::read(rawDocument());
     setBackfillMissed(stored.backfillMissed);
     setBriefingCrypto(stored.briefingCrypto);
     setAutoMemory(stored.autoMemory);
@@ -48,7 +49,7 @@ void SettingsModel::listSkills()
 
 QStringList SettingsModel::globallyDisabledSkills() const
 {
-    return ConfigDocument::stringArray(m_raw.value(disabledKey)).value_or(QStringList());
+    return ConfigDocument::stringArray(rawDocument().value(disabledKey)).value_or(QStringList());
 }
 
 void SettingsModel::setSkillEnabled(const QString &name, bool on)
@@ -107,7 +108,7 @@ void SettingsModel::setFeature(const QString &key, bool value)
 
 void SettingsModel::setBotSkill(int bot, const QString &name, bool on)
 {
-    if (bot < 0 || bot >= m_config.botProfiles.size())
+    if (bot < 0 || bot >= config().botProfiles.size())
         return;
     mutateProfile(bot, [&](BotProfile &profile) {
         if (on)
@@ -120,7 +121,7 @@ void SettingsModel::setBotSkill(int bot, const QString &name, bool on)
 
 void SettingsModel::resetBotSkills(int bot)
 {
-    if (bot < 0 || bot >= m_config.botProfiles.size())
+    if (bot < 0 || bot >= config().botProfiles.size())
         return;
     mutateProfile(bot, [](BotProfile &profile) { profile.disabledSkills.clear(); });
     saveAndNotify();
@@ -131,16 +132,16 @@ bool SettingsModel::effectiveEnabled(int bot, const QString &name) const
     // A bot's list can only switch more skills off; the global list always applies.
     if (globallyDisabledSkills().contains(name))
         return false;
-    if (bot < 0 || bot >= m_config.botProfiles.size())
+    if (bot < 0 || bot >= config().botProfiles.size())
         return true;
-    return !m_config.botProfiles.at(bot).disabledSkills.contains(name);
+    return !config().botProfiles.at(bot).disabledSkills.contains(name);
 }
 
 int SettingsModel::botOverrideCount(int bot) const
 {
-    if (bot < 0 || bot >= m_config.botProfiles.size())
+    if (bot < 0 || bot >= config().botProfiles.size())
         return 0;
-    return int(m_config.botProfiles.at(bot).disabledSkills.size());
+    return int(config().botProfiles.at(bot).disabledSkills.size());
 }
 
 bool SettingsModel::isInstalled(const QString &name) const
@@ -152,4 +153,32 @@ bool SettingsModel::isInstalled(const QString &name) const
     return std::any_of(m_skills.cbegin(), m_skills.cend(), [&](const SkillInfo &skill) {
         return skill.name == name || (stem && skill.name == *stem);
     });
+}
+
+// ---- sources and deleting --------------------------------------------------------------------
+
+void SettingsModel::addSource()
+{
+    const QString source = m_newSource.trimmed();
+    if (source.isEmpty() || config().skillSources.contains(source))
+        return;
+    setSkillSources(config().skillSources + QStringList{source});
+    setNewSource(QString());
+    saveAndNotify();
+}
+
+bool SettingsModel::deleteSkill(const QString &name)
+{
+    // Only a plain file name inside the folder is ever removed; QFile::remove unlinks a
+    // symbolic link itself, never its target.
+    if (!SkillFile::isPlainName(name))
+        return false;
+    if (!QFile::remove(installFolder() + u'/' + name + u".md"_s))
+        return false;
+    QStringList disabled = globallyDisabledSkills();
+    disabled.removeAll(name);
+    setRawValue(u"enabled_skills"_s, QJsonArray::fromStringList(disabled));
+    saveAndNotify();
+    listSkills();
+    return true;
 }

@@ -1,6 +1,6 @@
-#include "config/exportimport.h"
+#include "model/exportimport.h"
 
-#include "config/settingsmodel.h"
+#include "model/settingsmodel.h"
 
 #include <QFile>
 #include <QFileInfo>

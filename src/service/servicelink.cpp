@@ -1,9 +1,7 @@
-// The model's link to the bot service: reading the status file and the start, stop and restart
-// request with its wait for the outcome.
-#include "config/settingsmodel.h"
+#include "service/servicelink.h"
 
+#include "config/replacevalue.h"
 #include "service/notificationtransport.h"
-#include "service/statusinfo.h"
 
 #include <QTimer>
 
@@ -58,14 +56,20 @@ ActionTexts actionTexts(const QString &action)
 
 } // namespace
 
-void SettingsModel::refreshStatus()
+ServiceLink::ServiceLink(QString configPath, NotificationTransport *transport, QObject *parent)
+    : QObject(parent)
+    , m_configPath(std::move(configPath))
+    , m_transport(transport)
+{}
+
+void ServiceLink::refreshStatus()
 {
     // A missing, unreadable or malformed file keeps what is on screen.
-    if (const std::optional<StatusInfo> read = readStatusFile(statusFilePath(m_path)))
+    if (const std::optional<StatusInfo> read = readStatusFile(statusFilePath(m_configPath)))
         setStatus(*read);
 }
 
-void SettingsModel::sendBotControl(const QString &action)
+void ServiceLink::sendBotControl(const QString &action)
 {
     if (m_transport)
         m_transport->post(Notifications::botControl(), {{u"action"_s, action}});
@@ -75,8 +79,8 @@ void SettingsModel::sendBotControl(const QString &action)
 }
 
 // One poll of a control wait. Waits are independent: a second button press starts a second
-// wait, and nothing cancels either; the timers die with the model.
-void SettingsModel::pollControl(const QString &action, qint64 pidBefore, int attempt)
+// wait, and nothing cancels either; the timers die with the link.
+void ServiceLink::pollControl(const QString &action, qint64 pidBefore, int attempt)
 {
     refreshStatus();
     // Each poll judges on its own: nothing seen by an earlier poll (such as the service being
@@ -98,4 +102,28 @@ void SettingsModel::pollControl(const QString &action, qint64 pidBefore, int att
         if (m_controlMsg && !m_controlMsg->contains(ellipsis))
             setControlMsg(std::nullopt);
     });
+}
+
+void ServiceLink::setStatus(const StatusInfo &value)
+{
+    if (replaceValue(m_status, value))
+        Q_EMIT statusChanged();
+}
+
+void ServiceLink::setBotControl(const std::optional<QString> &value)
+{
+    if (replaceValue(m_botControl, value))
+        Q_EMIT botControlChanged();
+}
+
+void ServiceLink::setControlAt(const QDateTime &value)
+{
+    if (replaceValue(m_controlAt, value))
+        Q_EMIT controlAtChanged();
+}
+
+void ServiceLink::setControlMsg(const std::optional<QString> &value)
+{
+    if (replaceValue(m_controlMsg, value))
+        Q_EMIT controlMsgChanged();
 }
