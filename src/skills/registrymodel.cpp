@@ -302,7 +302,8 @@ void RegistryModel::writeSkillFile(const QString &fileName, const QByteArray &by
 {
     // Install always writes beside the configuration file, even when "skills_dir" points
     // elsewhere; the listing that follows honours "skills_dir".
-    const bool written = SkillFile::writeInto(installFolder(), fileName, bytes);
+    m_lastWriteError.clear();
+    const bool written = SkillFile::writeInto(installFolder(), fileName, bytes, &m_lastWriteError);
     if (written)
         Q_EMIT skillFileWritten();
     Q_EMIT installFinished(name, written);

@@ -31,6 +31,8 @@ public:
     QString installFolder() const;
     // The access manager requests go through, made on first use.
     QNetworkAccessManager *network() const { return m_network(); }
+    // Why the latest skill file could not be written, in the system's words; empty when it was.
+    const QString &lastWriteError() const { return m_lastWriteError; }
     void searchGithub(const QString &text);
     void search(int page);
     void loadMore();
@@ -89,6 +91,7 @@ private:
     void writeSkillFile(const QString &fileName, const QByteArray &bytes, const QString &name);
 
     QString m_configPath;
+    QString m_lastWriteError;
     QString m_githubApiBase;
     QString m_githubRawBase;
     std::function<QNetworkAccessManager *()> m_network;

@@ -11,6 +11,7 @@
 #include <QTemporaryFile>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 using namespace Qt::Literals::StringLiterals;
@@ -402,17 +403,24 @@ bool isPlainName(const QString &name)
     return stem && *stem == name;
 }
 
-bool writeInto(const QString &folder, const QString &stem, const QByteArray &bytes)
+bool writeInto(const QString &folder, const QString &stem, const QByteArray &bytes, QString *error)
 {
-    if (!isPlainName(stem) || folder.isEmpty() || !QDir().mkpath(folder))
+    const auto fail = [error](const QString &why) {
+        if (error)
+            *error = why;
         return false;
+    };
+    if (!isPlainName(stem) || folder.isEmpty())
+        return fail(u"not a skill name"_s);
+    if (!QDir().mkpath(folder))
+        return fail(qt_error_string(errno));
     const QString target = folder + u'/' + stem + extension;
 
     QTemporaryFile temporary(folder + u"/.install-XXXXXX"_s);
     if (!temporary.open())
-        return false;
+        return fail(temporary.errorString());
     if (temporary.write(bytes) != bytes.size() || !temporary.flush())
-        return false;
+        return fail(temporary.errorString());
     temporary.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner
                              | QFileDevice::ReadGroup | QFileDevice::ReadOther);
     temporary.close();
@@ -421,7 +429,7 @@ bool writeInto(const QString &folder, const QString &stem, const QByteArray &byt
     if (std::rename(QFile::encodeName(temporary.fileName()).constData(),
                     QFile::encodeName(target).constData())
         != 0)
-        return false;
+        return fail(qt_error_string(errno));
     temporary.setAutoRemove(false);
     return true;
 }

@@ -65,7 +65,8 @@ bool isPlainName(const QString &name);
 // go to a temporary file in the folder that is then renamed over the target, so a symbolic link
 // planted under the target name is replaced and never written through, and a failed write
 // leaves any older file untouched. Returns false, having written nothing, when `stem` is not a
-// plain name or anything fails.
-bool writeInto(const QString &folder, const QString &stem, const QByteArray &bytes);
+// plain name or anything fails; `error`, when given, then holds why in the system's words.
+bool writeInto(const QString &folder, const QString &stem, const QByteArray &bytes,
+               QString *error = nullptr);
 
 } // namespace SkillFile

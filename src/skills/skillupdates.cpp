@@ -158,6 +158,8 @@ bool SkillUpdates::update(const QString &name)
     disconnect(connection);
     if (!written) {
         m_problem = u"Couldn't write "_s + fileOf(m_registry->installFolder(), name);
+        if (!m_registry->lastWriteError().isEmpty())
+            m_problem += u": "_s + m_registry->lastWriteError();
         return false;
     }
     m_results[index].state = State::Current;
