@@ -42,7 +42,7 @@ struct BackupList {
     // The signals after which the list may have another length or other values.
     QList<Bind::Signal> changes;
 
-    // An optional connection test under each entry.
+    // An optional connection test under each entry, shown in the Sections look.
     struct Tests {
         std::function<void(int row)> start;
         std::function<bool(int row)> running;
