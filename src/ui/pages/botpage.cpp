@@ -3,12 +3,12 @@
 #include "ui/controls/binding.h"
 #include "ui/controls/choicecontrol.h"
 #include "ui/controls/field.h"
-#include "ui/controls/iconbutton.h"
 #include "ui/controls/icons.h"
 #include "ui/controls/modelpicker.h"
 #include "ui/controls/settingrow.h"
 #include "ui/controls/timepicker.h"
 #include "ui/pages/botskillssheet.h"
+#include "ui/pages/backuplisteditor.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
 #include "ui/pages/tokencheck.h"
@@ -18,12 +18,10 @@
 #include "providers/providertargets.h"
 #include "skills/skillcatalog.h"
 
-#include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
 #include <QTimer>
-#include <QToolButton>
 #include <QVBoxLayout>
 
 using namespace Qt::Literals::StringLiterals;
@@ -68,87 +66,39 @@ Field *textField(SettingsModel *model, int bot, const QString &objectName,
     return edit;
 }
 
-void buildOwnFallbacks(SettingsModel *model, int bot, QVBoxLayout *layout)
+// The bot's own backup models, in the rows of its Provider group.
+QWidget *ownFallbacksEditor(SettingsModel *model, int bot)
 {
-    auto save = [model] { model->saveAndNotify(); };
-    const int count = int(ownFallbackCount(model, bot));
-    for (int j = 0; j < count; ++j) {
-        const QString prefix = u"botFallback%1"_s.arg(j);
+    BackupList list;
+    list.count = [model, bot] { return int(ownFallbackCount(model, bot)); };
+    list.text = [model, bot](int row, QString Fallback::*field) {
+        return Bind::botFallbackText(model, bot, row, field);
+    };
+    list.shownKey = [model, bot](int row) {
+        return Bind::shownProfileKey(model, BotPage::fallbackKeyIdentity(bot, row));
+    };
+    list.target = [model, bot](int row) {
+        return Providers::botBackupTarget(model->values(), bot, row)
+            .value_or(Providers::ProviderTarget{});
+    };
+    list.move = [model, bot](int row, bool up) { model->moveBotFallback(bot, row, up); };
+    list.remove = [model, bot](int row) { model->removeBotFallback(bot, row); };
+    // Unlike the defaults' list, a bot may add rows before finishing the last one.
+    list.add = [model, bot] { model->addBotFallback(bot); };
+    list.changes = {&SettingsModel::botProfilesChanged};
 
-        auto *buttons = new QWidget;
-        auto *line = new QHBoxLayout(buttons);
-        line->setContentsMargins(0, 0, 0, 0);
-        line->setSpacing(2);
-        QToolButton *up = iconButton(prefix + u"Up"_s, u"chevron.up"_s, u"Higher priority"_s);
-        QToolButton *down = iconButton(prefix + u"Down"_s, u"chevron.down"_s, u"Lower priority"_s);
-        QToolButton *remove
-            = iconButton(prefix + u"Remove"_s, u"trash"_s, u"Remove this fallback"_s);
-        // The first row has nothing above it and the last nothing below.
-        up->setEnabled(j > 0);
-        down->setEnabled(j < count - 1);
-        line->addWidget(up);
-        line->addWidget(down);
-        line->addWidget(remove);
-        QObject::connect(up, &QToolButton::clicked, model,
-                         [model, bot, j] { model->moveBotFallback(bot, j, true); });
-        QObject::connect(down, &QToolButton::clicked, model,
-                         [model, bot, j] { model->moveBotFallback(bot, j, false); });
-        QObject::connect(remove, &QToolButton::clicked, model,
-                         [model, bot, j] { model->removeBotFallback(bot, j); });
-        // A hairline between the rows of one backup model and the next.
-        auto *rule = new QFrame;
-        rule->setFrameShape(QFrame::HLine);
-        rule->setFrameShadow(QFrame::Plain);
-        rule->setForegroundRole(QPalette::Midlight);
-        layout->addWidget(rule);
-        auto *header = new SettingRow(model, u"Backup model %1"_s.arg(j + 1), {}, buttons);
-        header->setObjectName(prefix + u"Header"_s);
-        header->titleLabel()->setFont(groupTitleFont(header->titleLabel()->font()));
-        layout->addWidget(header);
-
-        auto *url = new Field;
-        url->setObjectName(prefix + u"Url"_s);
-        url->bind(model, Bind::botFallbackText(model, bot, j, &Fallback::base_url), save);
-        auto *urlRow = new SettingRow(model, u"Fallback URL"_s, {}, url);
-        urlRow->setObjectName(prefix + u"UrlRow"_s);
-        layout->addWidget(urlRow);
-
-        auto *key = new SecretField(SecretField::keyHelp());
-        key->setObjectName(prefix + u"Key"_s);
-        key->bind(model, Bind::botFallbackText(model, bot, j, &Fallback::api_key), save,
-                  Bind::shownProfileKey(model, BotPage::fallbackKeyIdentity(bot, j)));
-        auto *keyRow
-            = new SettingRow(model, u"Fallback API key"_s, u"Empty for local servers."_s, key);
-        keyRow->setObjectName(prefix + u"KeyRow"_s);
-        layout->addWidget(keyRow);
-
-        auto *modelField = new Field;
-        modelField->setObjectName(prefix + u"Model"_s);
-        modelField->bind(model, Bind::botFallbackText(model, bot, j, &Fallback::model), save);
-        auto *picker = new ModelPicker(model, modelField, [model, bot, j] {
-            return Providers::botBackupTarget(model->values(), bot, j)
-                .value_or(Providers::ProviderTarget{});
-        });
-        auto *modelRow
-            = new SettingRow(model, u"Fallback model"_s, u"e.g. deepseek-v4-flash-free."_s, picker);
-        modelRow->setObjectName(prefix + u"ModelRow"_s);
-        layout->addWidget(modelRow);
-        layout->addWidget(picker->messageLabel());
-        picker->followRow(modelRow);
-    }
-    if (count > 0) {
-        // Unlike the defaults' list, a bot may add rows before finishing the last one.
-        auto *add = new QPushButton(u"Add fallback provider"_s);
-        add->setObjectName(u"addBotFallback"_s);
-        Icons::setIcon(add, u"plus.circle"_s);
-        QObject::connect(add, &QPushButton::clicked, model,
-                         [model, bot] { model->addBotFallback(bot); });
-        auto *line = new QHBoxLayout;
-        line->setContentsMargins(0, 6, 0, 4);
-        line->addWidget(add);
-        line->addStretch(1);
-        layout->addLayout(line);
-    }
+    list.look = BackupList::Look::Rows;
+    list.prefix = u"botFallback"_s;
+    list.removeSymbol = u"trash"_s;
+    list.removeHelp = u"Remove this fallback"_s;
+    list.url = {u"Fallback URL"_s, {}, u"UrlRow"_s};
+    list.key = {u"Fallback API key"_s, u"Empty for local servers."_s, u"KeyRow"_s};
+    list.model = {u"Fallback model"_s, u"e.g. deepseek-v4-flash-free."_s, u"ModelRow"_s};
+    list.addText = u"Add fallback provider"_s;
+    list.addName = u"addBotFallback"_s;
+    // The page offers the first one with its own button.
+    list.addWhenEmpty = false;
+    return backupListEditor(model, std::move(list));
 }
 
 } // namespace
@@ -399,10 +349,7 @@ void BotPage::buildProvider()
                 });
     group->addWidget(backups);
 
-    group->addWidget(new DynamicBlock(
-        model, {&SettingsModel::botProfilesChanged},
-        [model, bot] { return QString::number(ownFallbackCount(model, bot)); },
-        [model, bot](QVBoxLayout *layout) { buildOwnFallbacks(model, bot, layout); }));
+    group->addWidget(ownFallbacksEditor(model, bot));
 }
 
 void BotPage::buildSkills()

@@ -2,10 +2,10 @@
 
 #include "ui/controls/binding.h"
 #include "ui/controls/field.h"
-#include "ui/controls/iconbutton.h"
 #include "ui/controls/icons.h"
 #include "ui/controls/modelpicker.h"
 #include "ui/controls/settingrow.h"
+#include "ui/pages/backuplisteditor.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
 #include "ui/pages/testallview.h"
@@ -13,20 +13,14 @@
 #include "providers/providertargets.h"
 #include "service/statusinfo.h"
 
-#include <QFrame>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPushButton>
-#include <QToolButton>
 #include <QVBoxLayout>
-
-#include <algorithm>
 
 using namespace Qt::Literals::StringLiterals;
 
 namespace {
-
-const QString testingText = u"Testing connection…"_s;
 
 // The per-bot breakdown names this many bots and counts the rest: a wrapped label lays its
 // whole text out several times per size request, so a status file listing thousands of bots
@@ -40,39 +34,6 @@ QFont breakdownFont(const QFont &base)
     if (font.pointSizeF() > 0)
         font.setPointSizeF(font.pointSizeF() * 0.8);
     return font;
-}
-
-// "Testing connection…" while a test runs, then the outcome's message in green or red; the
-// caller decides whether the label shows.
-void showOutcome(QLabel *label, bool testing, const std::optional<TestOutcome> &outcome)
-{
-    if (testing) {
-        label->setPalette(QPalette());
-        label->setForegroundRole(QPalette::PlaceholderText);
-        label->setText(testingText);
-    } else if (outcome) {
-        QPalette palette;
-        palette.setColor(QPalette::WindowText,
-                         outcome->ok ? StatusColors::good() : StatusColors::bad());
-        label->setPalette(palette);
-        label->setForegroundRole(QPalette::WindowText);
-        label->setText(outcome->message);
-    } else {
-        label->clear();
-    }
-}
-
-// A line of its own under the test button, aligned with the controls: transport errors can be
-// long and wrap there instead of squeezing the button or widening the page.
-QLabel *outcomeLabel(const QString &name)
-{
-    QLabel *label = new WrapLabel; // an address in a message may be one long word
-    label->setObjectName(name);
-    label->setAlignment(Qt::AlignRight | Qt::AlignTop);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    label->setContentsMargins(0, 0, 0, 4);
-    label->hide();
-    return label;
 }
 
 QWidget *line(QHBoxLayout **layout, const QString &name)
@@ -235,7 +196,7 @@ void ModelSection::buildPrimary()
     testButton->setObjectName(u"primaryTest"_s);
     auto *testRow = new SettingRow(model, u"Connection test"_s, {}, testButton);
     group->addWidget(testRow);
-    QLabel *outcome = outcomeLabel(u"primaryTestOutcome"_s);
+    QLabel *outcome = testOutcomeLabel(u"primaryTestOutcome"_s);
     group->addWidget(outcome);
     connect(testButton, &QPushButton::clicked, this, [model] {
         if (!model->testing())
@@ -243,7 +204,7 @@ void ModelSection::buildPrimary()
     });
     auto refresh = [model, outcome, testButton, testRow] {
         testButton->setEnabled(!model->testing());
-        showOutcome(outcome, model->testing(), model->testState());
+        showTestOutcome(outcome, model->testing(), model->testState());
         setShownWithParent(outcome, testRow->matchesFilter() && !outcome->text().isEmpty());
     };
     connect(testRow, &FilteredRow::filterMatchChanged, outcome, refresh);
@@ -258,151 +219,45 @@ void ModelSection::buildBackups()
         u"Backup models"_s, u"Tried in order when the primary fails or throttles. Complete the "
                             u"last row before adding another."_s);
 
-    auto build = [model](QVBoxLayout *layout) {
-        auto save = [model] { model->saveAndNotify(); };
-        const int count = int(model->fallbacks().size());
-        for (int i = 0; i < count; ++i) {
-            if (i > 0) {
-                auto *separator = new QFrame;
-                separator->setFrameShape(QFrame::HLine);
-                separator->setFrameShadow(QFrame::Plain);
-                separator->setForegroundRole(QPalette::Midlight);
-                layout->addSpacing(4);
-                layout->addWidget(separator);
-            }
-
-            QHBoxLayout *headerLayout = nullptr;
-            QWidget *header = line(&headerLayout, u"fallback%1Header"_s.arg(i));
-            headerLayout->setContentsMargins(0, 8, 0, 0);
-            headerLayout->setSpacing(4);
-            QLabel *title = plainLabel(u"Backup model "_s + QString::number(i + 1));
-            title->setObjectName(u"fallback%1Title"_s.arg(i));
-            title->setFont(groupTitleFont(title->font()));
-            headerLayout->addWidget(title);
-            headerLayout->addSpacing(6);
-            QToolButton *up = iconButton(u"fallback%1Up"_s.arg(i), u"chevron.up"_s,
-                                         u"Higher priority"_s, IconButtonSize::Compact);
-            QToolButton *down = iconButton(u"fallback%1Down"_s.arg(i), u"chevron.down"_s,
-                                           u"Lower priority"_s, IconButtonSize::Compact);
-            QToolButton *remove
-                = iconButton(u"fallback%1Remove"_s.arg(i), u"minus.circle"_s,
-                             u"Remove this backup model"_s, IconButtonSize::Compact);
-            headerLayout->addWidget(up);
-            headerLayout->addWidget(down);
-            headerLayout->addWidget(remove);
-            headerLayout->addStretch(1);
-            layout->addWidget(header);
-            // Up on the first backup makes it the primary model; the model decides.
-            QObject::connect(up, &QToolButton::clicked, up,
-                             [model, i] { model->moveFallback(i, true); });
-            QObject::connect(down, &QToolButton::clicked, down,
-                             [model, i] { model->moveFallback(i, false); });
-            QObject::connect(remove, &QToolButton::clicked, remove,
-                             [model, i] { model->removeFallback(i); });
-
-            auto *url = new Field;
-            url->setObjectName(u"fallback%1Url"_s.arg(i));
-            url->bind(model, Bind::fallbackText(model, i, &Fallback::base_url), save);
-            auto *key = new SecretField(SecretField::keyHelp());
-            key->setObjectName(u"fallback%1Key"_s.arg(i));
-            key->bind(model, Bind::fallbackText(model, i, &Fallback::api_key), save,
-                      Bind::shownFallbackKey(model, i));
-            auto *modelId = new Field;
-            modelId->setObjectName(u"fallback%1Model"_s.arg(i));
-            modelId->bind(model, Bind::fallbackText(model, i, &Fallback::model), save);
-            auto *picker = new ModelPicker(model, modelId, [model, i] {
-                return Providers::backupTarget(model->values(), i)
-                    .value_or(Providers::ProviderTarget{});
-            });
-            auto *name = new Field;
-            name->setObjectName(u"fallback%1Name"_s.arg(i));
-            name->bind(model, Bind::fallbackText(model, i, &Fallback::name), save);
-
-            auto *modelRow = new SettingRow(model, u"Model name (required)"_s,
-                                            u"e.g. deepseek-v4-flash-free."_s, picker);
-            const QList<SettingRow *> rows{
-                new SettingRow(model, u"Server URL (required)"_s,
-                               u"Tried after the primary model fails."_s, url),
-                new SettingRow(model, u"API key"_s, u"Empty for local servers."_s, key),
-                modelRow,
-                new SettingRow(model, u"Nickname"_s, {}, name),
-            };
-            for (SettingRow *row : rows) {
-                row->setObjectName(u"fallback%1"_s.arg(i) + row->objectName().at(0).toUpper()
-                                   + row->objectName().mid(1));
-                layout->addWidget(row);
-                if (row == modelRow)
-                    layout->addWidget(picker->messageLabel());
-            }
-            picker->followRow(modelRow);
-
-            QHBoxLayout *testLayout = nullptr;
-            QWidget *testLine = line(&testLayout, u"fallback%1TestLine"_s.arg(i));
-            auto *test = new QPushButton(u"Test"_s);
-            test->setObjectName(u"fallback%1Test"_s.arg(i));
-            test->setToolTip(u"Test this provider with its current values"_s);
-            testLayout->addStretch(1);
-            testLayout->addWidget(test);
-            layout->addWidget(testLine);
-            QLabel *outcome = outcomeLabel(u"fallback%1TestOutcome"_s.arg(i));
-            layout->addWidget(outcome);
-            QObject::connect(test, &QPushButton::clicked, test,
-                             [model, i] { model->testBackup(i); });
-
-            // In a search the header, the test button and the outcome stay with the rows they
-            // belong to.
-            auto blockShown = [model, rows] {
-                return model->filter().isEmpty()
-                       || std::any_of(rows.cbegin(), rows.cend(),
-                                      [](SettingRow *row) { return row->matchesFilter(); });
-            };
-            auto updateExtras = [blockShown, header, testLine, outcome] {
-                const bool show = blockShown();
-                setShownWithParent(header, show);
-                setShownWithParent(testLine, show);
-                setShownWithParent(outcome, show && !outcome->text().isEmpty());
-            };
-            for (SettingRow *row : rows)
-                QObject::connect(row, &FilteredRow::filterMatchChanged, header, updateExtras);
-            QObject::connect(model, &SettingsModel::filterChanged, header, updateExtras);
-
-            Bind::watch(
-                model, outcome,
-                {&SettingsModel::backupTestingChanged, &SettingsModel::backupTestStateChanged},
-                [model, outcome, test, i, updateExtras] {
-                    const bool testing = model->backupTesting() == qint64(i);
-                    test->setEnabled(!testing);
-                    const auto &outcomes = model->backupTestState();
-                    const auto found = outcomes.constFind(i);
-                    showOutcome(outcome, testing,
-                                found == outcomes.constEnd() ? std::nullopt
-                                                             : std::optional<TestOutcome>(*found));
-                    updateExtras();
-                });
-        }
-
-        QHBoxLayout *addLayout = nullptr;
-        QWidget *addLine = line(&addLayout, u"addFallbackLine"_s);
-        addLayout->setContentsMargins(0, 8, 0, 4);
-        auto *add = new QPushButton(u"Add model"_s);
-        add->setObjectName(u"addFallback"_s);
-        Icons::setIcon(add, u"plus.circle"_s);
-        add->setToolTip(u"Complete the last row first"_s);
-        addLayout->addWidget(add);
-        addLayout->addStretch(1);
-        layout->addWidget(addLine);
-        QObject::connect(add, &QPushButton::clicked, add, [model] {
-            if (model->canAddFallback())
-                model->addFallback();
-        });
-        // Enabling follows every keystroke in the last row, not only added or removed rows.
-        Bind::watch(model, add, {&SettingsModel::fallbacksChanged},
-                    [model, add] { add->setEnabled(model->canAddFallback()); });
+    BackupList list;
+    list.count = [model] { return int(model->fallbacks().size()); };
+    list.text = [model](int row, QString Fallback::*field) {
+        return Bind::fallbackText(model, row, field);
     };
+    list.shownKey = [model](int row) { return Bind::shownFallbackKey(model, row); };
+    list.target = [model](int row) {
+        return Providers::backupTarget(model->values(), row).value_or(Providers::ProviderTarget{});
+    };
+    // Up on the first backup makes it the primary model; the model decides.
+    list.move = [model](int row, bool up) { model->moveFallback(row, up); };
+    list.remove = [model](int row) { model->removeFallback(row); };
+    list.add = [model] { model->addFallback(); };
+    list.canAdd = [model] { return model->canAddFallback(); };
+    list.changes = {&SettingsModel::fallbacksChanged};
+    list.tests = BackupList::Tests{
+        [model](int row) { model->testBackup(row); },
+        [model](int row) { return model->backupTesting() == qint64(row); },
+        [model](int row) -> std::optional<TestOutcome> {
+            const auto &outcomes = model->backupTestState();
+            const auto found = outcomes.constFind(row);
+            return found == outcomes.constEnd() ? std::nullopt : std::optional(*found);
+        },
+        {&SettingsModel::backupTestingChanged, &SettingsModel::backupTestStateChanged}};
 
-    group->addWidget(new DynamicBlock(
-        model, {&SettingsModel::fallbacksChanged},
-        [model] { return QString::number(model->fallbacks().size()); }, build));
+    list.look = BackupList::Look::Sections;
+    list.prefix = u"fallback"_s;
+    list.iconSize = IconButtonSize::Compact;
+    list.movesPastEnds = true;
+    list.removeSymbol = u"minus.circle"_s;
+    list.removeHelp = u"Remove this backup model"_s;
+    list.url = {u"Server URL (required)"_s, u"Tried after the primary model fails."_s, {}};
+    list.key = {u"API key"_s, u"Empty for local servers."_s, {}};
+    list.model = {u"Model name (required)"_s, u"e.g. deepseek-v4-flash-free."_s, {}};
+    list.nickname = {u"Nickname"_s, {}, {}};
+    list.addText = u"Add model"_s;
+    list.addName = u"addFallback"_s;
+    list.addToolTip = u"Complete the last row first"_s;
+    group->addWidget(backupListEditor(model, std::move(list)));
 }
 
 QWidget *createModelSection(SettingsModel *model, QWidget *parent)
