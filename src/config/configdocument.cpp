@@ -10,6 +10,7 @@
 #include <array>
 #include <cstring>
 #include <functional>
+#include <optional>
 
 using namespace Qt::Literals::StringLiterals;
 
@@ -45,82 +46,65 @@ QString defaultConfigPath()
 
 namespace {
 
-// How a top-level key is turned into a value of ConfigValues and back.
-enum class Kind {
-    Text,          // string, written as it stands
-    TrimmedText,   // string, written trimmed of white space and line breaks
-    TextOrRemoved, // string, the key is removed when the text is empty
-    CommaList,     // array of strings <-> text joined with ", "
-    IdList,        // array of integers <-> text joined with ", "
-    Number,        // integer <-> decimal text, normalised on saving
-    Flag,          // boolean
-};
-
+// A plain top-level key of the key list: its field of ConfigValues, how it is read and written,
+// and what a file without it reads as.
 struct TopLevelKey {
     QStringView json;
-    Kind kind;
+    ConfigKind kind;
     QString ConfigValues::*text = nullptr;
     bool ConfigValues::*flag = nullptr;
-    QString (*textDefault)() = nullptr;
+    QString textDefault;
     qint64 numberDefault = 0;
     bool flagDefault = false;
 };
 
-QString empty()
+// One line of the key list as a row of the table, chosen by the type of its field. Providers,
+// bots and skill sources are not plain keys: they are read and written below the table.
+std::optional<TopLevelKey> plainKey(QStringView json, ConfigKind kind, QString ConfigValues::*m,
+                                    const QJsonValue &fileDefault)
 {
-    return {};
+    return TopLevelKey{json, kind, m, nullptr, fileDefault.toString(), fileDefault.toInteger()};
 }
-QString eightOClock()
+std::optional<TopLevelKey> plainKey(QStringView json, ConfigKind kind, bool ConfigValues::*m,
+                                    const QJsonValue &fileDefault)
 {
-    return u"08:00"_s;
+    return TopLevelKey{json, kind, nullptr, m, {}, 0, fileDefault.toBool()};
 }
-QString assistant()
+template <typename T>
+std::optional<TopLevelKey> plainKey(QStringView, ConfigKind, T ConfigValues::*, const QJsonValue &)
 {
-    return u"assistant"_s;
-}
-
-TopLevelKey text(QStringView json, QString ConfigValues::*m, Kind kind = Kind::Text,
-                 QString (*def)() = empty)
-{
-    return {json, kind, m, nullptr, def};
-}
-TopLevelKey number(QStringView json, QString ConfigValues::*m, qint64 def)
-{
-    return {json, Kind::Number, m, nullptr, empty, def};
-}
-TopLevelKey flag(QStringView json, bool ConfigValues::*m, bool def)
-{
-    return {json, Kind::Flag, nullptr, m, empty, 0, def};
+    return std::nullopt;
 }
 
-// Every plain top-level key. Providers, bots and skill sources are handled below the table.
+// The order in which changedKeys() names the plain keys. A key of the list not named here
+// follows these, in the order of the list.
+constexpr QStringView changeOrder[] = {
+    u"base_url",        u"api_key",
+    u"model",           u"model_name",
+    u"trigger_words",   u"clip_trigger_words",
+    u"allowed_ids",     u"briefing_time",
+    u"briefing_prompt", u"bot_mode",
+    u"soul_file",       u"max_tokens",
+    u"chat_buffer_max", u"recall_limit",
+    u"fact_cap",        u"research_max_tokens",
+    u"api_timeout",     u"data_dir",
+    u"show_in_dock",    u"launch_at_login",
+    u"backfill_missed", u"briefing_crypto",
+    u"auto_memory",
+};
+
+// Every plain top-level key of configkeys.def.
 const QList<TopLevelKey> &topLevelKeys()
 {
-    static const QList<TopLevelKey> keys = {
-        text(u"base_url", &ConfigValues::baseURL, Kind::TrimmedText, defaultBaseUrl),
-        text(u"api_key", &ConfigValues::apiKey),
-        text(u"model", &ConfigValues::model),
-        text(u"model_name", &ConfigValues::modelName),
-        text(u"trigger_words", &ConfigValues::triggerWords, Kind::CommaList),
-        text(u"clip_trigger_words", &ConfigValues::clipTriggerWords, Kind::CommaList),
-        text(u"allowed_ids", &ConfigValues::allowedIDs, Kind::IdList),
-        text(u"briefing_time", &ConfigValues::briefingTime, Kind::Text, eightOClock),
-        text(u"briefing_prompt", &ConfigValues::briefingPrompt),
-        text(u"bot_mode", &ConfigValues::botMode, Kind::Text, assistant),
-        text(u"soul_file", &ConfigValues::soulFile, Kind::TextOrRemoved, defaultSoulFile),
-        number(u"max_tokens", &ConfigValues::maxTokens, 350),
-        number(u"chat_buffer_max", &ConfigValues::chatBufferMax, 40),
-        number(u"recall_limit", &ConfigValues::recallLimit, 5),
-        number(u"fact_cap", &ConfigValues::factCap, 5000),
-        number(u"research_max_tokens", &ConfigValues::researchMaxTokens, 1200),
-        number(u"api_timeout", &ConfigValues::apiTimeout, 30),
-        text(u"data_dir", &ConfigValues::dataDir),
-        flag(u"show_in_dock", &ConfigValues::showInDock, false),
-        flag(u"launch_at_login", &ConfigValues::launchAtLogin, false),
-        flag(u"backfill_missed", &ConfigValues::backfillMissed, true),
-        flag(u"briefing_crypto", &ConfigValues::briefingCrypto, false),
-        flag(u"auto_memory", &ConfigValues::autoMemory, true),
-    };
+    static const QList<TopLevelKey> keys = [] {
+        QList<TopLevelKey> list;
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, json, kind, fileDefault, meaning)          \
+    if (const auto key = plainKey(u"" json, ConfigKind::kind, &ConfigValues::member, fileDefault)) \
+        list.append(*key);
+#include "config/configkeys.def"
+#undef VARNOOK_CONFIG_KEY
+        return inKeyOrder(list, changeOrder);
+    }();
     return keys;
 }
 
@@ -703,17 +687,21 @@ ConfigValues read(const QJsonObject &document)
     for (const TopLevelKey &key : topLevelKeys()) {
         const QJsonValue value = document.value(key.json);
         switch (key.kind) {
-        case Kind::Text:
-        case Kind::TrimmedText:
-        case Kind::TextOrRemoved: values.*key.text = readText(value, key.textDefault()); break;
-        case Kind::CommaList: values.*key.text = listText(value); break;
-        case Kind::IdList: values.*key.text = idListText(value); break;
-        case Kind::Number:
+        case ConfigKind::Text:
+        case ConfigKind::Trimmed:
+        case ConfigKind::TextOrRemoved:
+        case ConfigKind::Time: values.*key.text = readText(value, key.textDefault); break;
+        case ConfigKind::Words: values.*key.text = listText(value); break;
+        case ConfigKind::Ids: values.*key.text = idListText(value); break;
+        case ConfigKind::Number:
             values.*key.text = QString::number(jsonInteger(value).value_or(key.numberDefault));
             break;
-        case Kind::Flag:
+        case ConfigKind::Flag:
             values.*key.flag = value.isBool() ? value.toBool() : key.flagDefault;
             break;
+        case ConfigKind::Providers:
+        case ConfigKind::Bots:
+        case ConfigKind::Sources: break; // not plain keys
         }
     }
     values.fallbacks = readProviders(document.value(u"fallbacks"));
@@ -744,23 +732,27 @@ void write(ConfigValues &values, QJsonObject &document)
 {
     for (const TopLevelKey &key : topLevelKeys()) {
         switch (key.kind) {
-        case Kind::Text: put(document, key.json, values.*key.text); break;
-        case Kind::TrimmedText: put(document, key.json, (values.*key.text).trimmed()); break;
-        case Kind::TextOrRemoved:
+        case ConfigKind::Text:
+        case ConfigKind::Time: put(document, key.json, values.*key.text); break;
+        case ConfigKind::Trimmed: put(document, key.json, (values.*key.text).trimmed()); break;
+        case ConfigKind::TextOrRemoved:
             setOrRemove(document, key.json, !(values.*key.text).isEmpty(), values.*key.text);
             break;
-        case Kind::CommaList:
+        case ConfigKind::Words:
             put(document, key.json, stringArrayJson(commaList(values.*key.text)));
             break;
-        case Kind::IdList: put(document, key.json, numberArray(idList(values.*key.text))); break;
-        case Kind::Number: {
+        case ConfigKind::Ids: put(document, key.json, numberArray(idList(values.*key.text))); break;
+        case ConfigKind::Number: {
             const qint64 n
                 = normaliseNumber(values.*key.text, document.value(key.json), key.numberDefault);
             values.*key.text = QString::number(n);
             put(document, key.json, n);
             break;
         }
-        case Kind::Flag: put(document, key.json, values.*key.flag); break;
+        case ConfigKind::Flag: put(document, key.json, values.*key.flag); break;
+        case ConfigKind::Providers:
+        case ConfigKind::Bots:
+        case ConfigKind::Sources: break; // not plain keys
         }
     }
     putProviders(document, u"fallbacks", values.fallbacks);

@@ -150,7 +150,7 @@ void ConfigStore::applyDocument(const QJsonObject &document)
 void ConfigStore::setValues(const ConfigValues &values)
 {
     const ConfigValues old = std::exchange(m_values, values);
-#define VARNOOK_CONFIG_KEY(Type, member, Name, initial)                                            \
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, ...)                                       \
     if (!(old.member == m_values.member))                                                          \
         Q_EMIT changed(ConfigKey::Name);
 #include "config/configkeys.def"

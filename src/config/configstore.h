@@ -65,7 +65,7 @@ public:
     void setRawValue(const QString &key, const QJsonValue &value);
 
 #ifndef Q_MOC_RUN
-#define VARNOOK_CONFIG_KEY(Type, member, Name, initial)                                            \
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, ...)                                       \
     void set##Name(ConfigArgument<Type> value)                                                     \
     {                                                                                              \
         assign(ConfigKey::Name, m_values.member, value);                                           \

@@ -5,6 +5,9 @@
 #include <QStringList>
 #include <QUuid>
 
+#include <algorithm>
+#include <iterator>
+
 // One model provider: a backup model of the defaults or of one bot.
 struct Fallback {
     QUuid id; // random identity of the row (version 4); never written to the file
@@ -45,7 +48,7 @@ struct BotProfile {
 // line of configkeys.def. The initial values are the ones shown when no configuration file could
 // be read.
 struct ConfigValues {
-#define VARNOOK_CONFIG_KEY(Type, member, Name, initial) Type member = initial;
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, ...) Type member = initial;
 #include "config/configkeys.def"
 #undef VARNOOK_CONFIG_KEY
 
@@ -54,7 +57,49 @@ struct ConfigValues {
 
 // Names one field of ConfigValues, for the one change signal of the configuration store.
 enum class ConfigKey {
-#define VARNOOK_CONFIG_KEY(Type, member, Name, initial) Name,
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, ...) Name,
 #include "config/configkeys.def"
 #undef VARNOOK_CONFIG_KEY
 };
+
+// How a key of configkeys.def is read from the file and written back, and what varnookctl
+// accepts for it.
+enum class ConfigKind {
+    Text,          // string, written as it stands
+    Trimmed,       // string, written trimmed of white space and line breaks
+    TextOrRemoved, // string, the key is removed when the text is empty
+    Time,          // string "HH:MM", written as it stands
+    Words,         // array of strings <-> text joined with ", "
+    Ids,           // array of integers <-> text joined with ", "
+    Number,        // integer <-> decimal text, normalised on saving
+    Flag,          // boolean
+    Providers,     // a list of provider records, read and written by hand
+    Bots,          // one of the three bot lists, read and written by hand
+    Sources,       // array of owner/repo names, read and written by hand
+};
+
+// `rows` made from the key list (anything with a `json` name) with the ones named in `order`
+// first, in that order, and the others after them in the order of the list. A table that lists
+// its keys in an order of its own keeps that order here, and a key added to the list still
+// reaches the table.
+template <typename Row, typename Names>
+QList<Row> inKeyOrder(const QList<Row> &rows, const Names &order)
+{
+    const auto named = [&order](const Row &row) {
+        return std::any_of(std::begin(order), std::end(order),
+                           [&row](const auto &name) { return row.json == name; });
+    };
+    QList<Row> ordered;
+    ordered.reserve(rows.size());
+    for (const auto &name : order) {
+        for (const Row &row : rows) {
+            if (row.json == name)
+                ordered.append(row);
+        }
+    }
+    for (const Row &row : rows) {
+        if (!named(row))
+            ordered.append(row);
+    }
+    return ordered;
+}

@@ -11,22 +11,64 @@ namespace CtlKeys {
 
 namespace {
 
-TopLevelKey text(QLatin1StringView json, Kind kind, QString ConfigValues::*member,
-                 void (SettingsModel::*setter)(const QString &), const QString &meaning)
+// What varnookctl accepts for a key of the given kind.
+Kind ctlKind(ConfigKind kind)
 {
-    return {json, kind, meaning, member, nullptr, setter, nullptr};
+    switch (kind) {
+    case ConfigKind::Text:
+    case ConfigKind::Trimmed:
+    case ConfigKind::TextOrRemoved: return Kind::Text;
+    case ConfigKind::Time: return Kind::Time;
+    case ConfigKind::Words: return Kind::Words;
+    case ConfigKind::Ids: return Kind::Ids;
+    case ConfigKind::Number: return Kind::Number;
+    case ConfigKind::Flag: return Kind::Flag;
+    case ConfigKind::Providers: return Kind::Providers;
+    case ConfigKind::Bots: return Kind::Bots;
+    case ConfigKind::Sources: return Kind::Sources;
+    }
+    return Kind::Text;
 }
 
-TopLevelKey flag(QLatin1StringView json, bool ConfigValues::*member,
-                 void (SettingsModel::*setter)(bool), const QString &meaning)
+// One line of the key list as a row of the table, chosen by the type of its field: texts and
+// flags are set through the model's setter; the lists are edited by their own commands.
+TopLevelKey listed(QLatin1StringView json, ConfigKind kind, QString ConfigValues::*member,
+                   void (SettingsModel::*setter)(const QString &), const QString &meaning)
 {
-    return {json, Kind::Flag, meaning, nullptr, member, nullptr, setter};
+    return {json, ctlKind(kind), meaning, member, nullptr, setter, nullptr};
+}
+TopLevelKey listed(QLatin1StringView json, ConfigKind kind, bool ConfigValues::*member,
+                   void (SettingsModel::*setter)(bool), const QString &meaning)
+{
+    return {json, ctlKind(kind), meaning, nullptr, member, nullptr, setter};
+}
+template <typename T, typename Setter>
+TopLevelKey listed(QLatin1StringView json, ConfigKind kind, T ConfigValues::*, Setter,
+                   const QString &meaning)
+{
+    return {json, ctlKind(kind), meaning};
 }
 
-TopLevelKey listKey(QLatin1StringView json, Kind kind, const QString &meaning)
-{
-    return {json, kind, meaning};
-}
+// The order "keys" lists the keys in. The keys of the file that are not values of the key list
+// are among them; a key of the list not named here follows these, in the order of the list.
+constexpr QLatin1StringView keysOrder[] = {
+    "base_url"_L1,        "api_key"_L1,
+    "model"_L1,           "model_name"_L1,
+    "fallbacks"_L1,       "bot_tokens"_L1,
+    "bot_token"_L1,       "bot_nicknames"_L1,
+    "bot_profiles"_L1,    "allowed_ids"_L1,
+    "briefing_time"_L1,   "briefing_prompt"_L1,
+    "trigger_words"_L1,   "clip_trigger_words"_L1,
+    "soul_file"_L1,       "max_tokens"_L1,
+    "chat_buffer_max"_L1, "recall_limit"_L1,
+    "fact_cap"_L1,        "research_max_tokens"_L1,
+    "api_timeout"_L1,     "data_dir"_L1,
+    "show_in_dock"_L1,    "launch_at_login"_L1,
+    "bot_mode"_L1,        "enabled_skills"_L1,
+    "skills_dir"_L1,      "skill_sources"_L1,
+    "backfill_missed"_L1, "briefing_crypto"_L1,
+    "auto_memory"_L1,
+};
 
 bool isTime(const QString &value)
 {
@@ -64,64 +106,21 @@ QString kindName(Kind kind)
 
 const QList<TopLevelKey> &topLevelKeys()
 {
-    using M = SettingsModel;
-    using C = ConfigValues;
-    static const QList<TopLevelKey> keys = {
-        text("base_url"_L1, Kind::Text, &C::baseURL, &M::setBaseURL,
-             u"Primary provider: server URL (OpenAI-compatible)"_s),
-        text("api_key"_L1, Kind::Text, &C::apiKey, &M::setApiKey,
-             u"Primary provider: API key (empty for local servers)"_s),
-        text("model"_L1, Kind::Text, &C::model, &M::setModel, u"Primary provider: model id"_s),
-        text("model_name"_L1, Kind::Text, &C::modelName, &M::setModelName,
-             u"Primary provider: nickname"_s),
-        listKey("fallbacks"_L1, Kind::Providers, u"Backup models, tried in order"_s),
-        listKey("bot_tokens"_L1, Kind::Bots, u"One Telegram token per bot"_s),
-        listKey("bot_token"_L1, Kind::Bots, u"The first bot's token (older versions)"_s),
-        listKey("bot_nicknames"_L1, Kind::Bots, u"One nickname per bot"_s),
-        listKey("bot_profiles"_L1, Kind::Bots, u"What each bot overrides"_s),
-        text("allowed_ids"_L1, Kind::Ids, &C::allowedIDs, &M::setAllowedIDs,
-             u"Chat IDs that may talk to the bots"_s),
-        text("briefing_time"_L1, Kind::Time, &C::briefingTime, &M::setBriefingTime,
-             u"Daily briefing time, 24-hour HH:MM"_s),
-        text("briefing_prompt"_L1, Kind::Text, &C::briefingPrompt, &M::setBriefingPrompt,
-             u"What the daily briefing covers"_s),
-        text("trigger_words"_L1, Kind::Words, &C::triggerWords, &M::setTriggerWords,
-             u"Words that make the bots answer in groups"_s),
-        text("clip_trigger_words"_L1, Kind::Words, &C::clipTriggerWords, &M::setClipTriggerWords,
-             u"Words that grab an attached video or audio as a clip"_s),
-        text("soul_file"_L1, Kind::Text, &C::soulFile, &M::setSoulFile,
-             u"Persona file the bots run with"_s),
-        text("max_tokens"_L1, Kind::Number, &C::maxTokens, &M::setMaxTokens,
-             u"Safety ceiling for model replies"_s),
-        text("chat_buffer_max"_L1, Kind::Number, &C::chatBufferMax, &M::setChatBufferMax,
-             u"Recent messages held per chat"_s),
-        text("recall_limit"_L1, Kind::Number, &C::recallLimit, &M::setRecallLimit,
-             u"Long-term memories recalled per user per message"_s),
-        text("fact_cap"_L1, Kind::Number, &C::factCap, &M::setFactCap,
-             u"Long-term memories stored per user"_s),
-        text("research_max_tokens"_L1, Kind::Number, &C::researchMaxTokens,
-             &M::setResearchMaxTokens, u"Budget for research reports"_s),
-        text("api_timeout"_L1, Kind::Number, &C::apiTimeout, &M::setApiTimeout,
-             u"Seconds before a slow provider is abandoned"_s),
-        text("data_dir"_L1, Kind::Text, &C::dataDir, &M::setDataDir,
-             u"Where config, memory, reminders and logs live"_s),
-        flag("show_in_dock"_L1, &C::showInDock, &M::setShowInDock,
-             u"Menu bar app icon in the Dock"_s),
-        flag("launch_at_login"_L1, &C::launchAtLogin, &M::setLaunchAtLogin,
-             u"Start the bot service's app at login"_s),
-        text("bot_mode"_L1, Kind::Text, &C::botMode, &M::setBotMode, u"Default bot mode"_s),
-        listKey("enabled_skills"_L1, Kind::Skills,
-                u"Skills switched OFF for every bot (the name says the opposite)"_s),
-        listKey("skills_dir"_L1, Kind::Folder, u"The skills folder"_s),
-        text("skill_sources"_L1, Kind::Sources, nullptr, nullptr,
-             u"Extra GitHub repositories (owner/repo) for the skill registry"_s),
-        flag("backfill_missed"_L1, &C::backfillMissed, &M::setBackfillMissed,
-             u"Answer messages sent while the bot was offline"_s),
-        flag("briefing_crypto"_L1, &C::briefingCrypto, &M::setBriefingCrypto,
-             u"Include BTC/ETH quotes in the daily briefing"_s),
-        flag("auto_memory"_L1, &C::autoMemory, &M::setAutoMemory,
-             u"Write a past-day summary to long-term memory each night"_s),
-    };
+    static const QList<TopLevelKey> keys = [] {
+        QList<TopLevelKey> list = {
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, json, kind, fileDefault, meaning)          \
+    listed(QLatin1StringView(json), ConfigKind::kind, &ConfigValues::member,                       \
+           &SettingsModel::set##Name, QStringLiteral(meaning)),
+#include "config/configkeys.def"
+#undef VARNOOK_CONFIG_KEY
+        };
+        // Keys of the file that the other parts of the program read and write.
+        list.append({"bot_token"_L1, Kind::Bots, u"The first bot's token (older versions)"_s});
+        list.append({"enabled_skills"_L1, Kind::Skills,
+                     u"Skills switched OFF for every bot (the name says the opposite)"_s});
+        list.append({"skills_dir"_L1, Kind::Folder, u"The skills folder"_s});
+        return inKeyOrder(list, keysOrder);
+    }();
     return keys;
 }
 

@@ -11,9 +11,10 @@
 class SettingsModel;
 
 // The configuration keys as varnookctl offers them: the JSON key names of the file, bound to
-// the settings model's properties. How each key is read and written is the model's business
-// (config/configdocument.cpp); this table only says which property a key name stands for and
-// what kind of value a user may give it.
+// the settings model's properties. The rows come from the key list (config/configkeys.def),
+// plus the few keys of the file that other parts of the program read and write. How each key
+// is read and written is the model's business (config/configdocument.cpp); this table only says
+// which property a key name stands for and what kind of value a user may give it.
 namespace CtlKeys {
 
 enum class Kind {

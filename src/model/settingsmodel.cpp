@@ -86,7 +86,7 @@ SettingsModel::~SettingsModel() = default;
 void SettingsModel::announce(ConfigKey key)
 {
     switch (key) {
-#define VARNOOK_CONFIG_KEY(Type, member, Name, initial)                                            \
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, ...)                                       \
     case ConfigKey::Name:                                                                          \
         Q_EMIT member##Changed();                                                                  \
         return;

@@ -243,7 +243,7 @@ public:
     // One getter and one setter per line of config/configkeys.def, such as maxTokens() and
     // setMaxTokens(); each change is announced by the signal of the same name (maxTokensChanged).
 #ifndef Q_MOC_RUN
-#define VARNOOK_CONFIG_KEY(Type, member, Name, initial)                                            \
+#define VARNOOK_CONFIG_KEY(Type, member, Name, initial, ...)                                       \
     ConfigArgument<Type> member() const                                                            \
     {                                                                                              \
         return m_store->values().member;                                                           \
