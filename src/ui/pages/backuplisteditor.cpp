@@ -31,16 +31,6 @@ QFrame *hairline()
     return rule;
 }
 
-QWidget *buttonLine(QHBoxLayout **layout, const QString &name)
-{
-    auto *widget = new QWidget;
-    widget->setObjectName(name);
-    *layout = new QHBoxLayout(widget);
-    (*layout)->setContentsMargins(0, 4, 0, 4);
-    (*layout)->setSpacing(8);
-    return widget;
-}
-
 // Builds the editor's content for the list as it is now; DynamicBlock builds it again when the
 // number of entries changes.
 class Builder {

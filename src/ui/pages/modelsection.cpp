@@ -36,16 +36,6 @@ QFont breakdownFont(const QFont &base)
     return font;
 }
 
-QWidget *line(QHBoxLayout **layout, const QString &name)
-{
-    auto *widget = new QWidget;
-    widget->setObjectName(name);
-    *layout = new QHBoxLayout(widget);
-    (*layout)->setContentsMargins(0, 4, 0, 4);
-    (*layout)->setSpacing(8);
-    return widget;
-}
-
 } // namespace
 
 ModelSection::ModelSection(SettingsModel *model, QWidget *parent)
@@ -109,7 +99,7 @@ void ModelSection::buildStatus()
     // The buttons are always enabled: the service may be in any state the status file has
     // not caught up with yet.
     QHBoxLayout *buttons = nullptr;
-    QWidget *controls = line(&buttons, u"serverControls"_s);
+    QWidget *controls = buttonLine(&buttons, u"serverControls"_s);
     buttons->setContentsMargins(0, 8, 0, 4);
     const struct {
         QString text;

@@ -5,6 +5,7 @@
 #include "model/settingsmodel.h"
 
 #include <QFrame>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -17,6 +18,16 @@ QFont headingFont(const QFont &base)
         font.setPointSizeF(font.pointSizeF() * 1.6);
     font.setWeight(QFont::DemiBold);
     return font;
+}
+
+QWidget *buttonLine(QHBoxLayout **layout, const QString &name)
+{
+    auto *widget = new QWidget;
+    widget->setObjectName(name);
+    *layout = new QHBoxLayout(widget);
+    (*layout)->setContentsMargins(0, 4, 0, 4);
+    (*layout)->setSpacing(8);
+    return widget;
 }
 
 QFont groupTitleFont(const QFont &base)

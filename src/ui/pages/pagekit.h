@@ -9,6 +9,7 @@
 #include <functional>
 
 class QLabel;
+class QHBoxLayout;
 class QVBoxLayout;
 class SettingsModel;
 class SettingRow;
@@ -94,3 +95,6 @@ private:
 // The heading font of a page and the title font of a group.
 QFont headingFont(const QFont &base);
 QFont groupTitleFont(const QFont &base);
+
+// A row of buttons named `name`, with the page's spacing; `layout` receives its layout.
+QWidget *buttonLine(QHBoxLayout **layout, const QString &name);
