@@ -26,6 +26,7 @@
 #include <QThread>
 #include <QTimer>
 
+#include <algorithm>
 #include <memory>
 
 using namespace Qt::Literals::StringLiterals;
@@ -248,9 +249,10 @@ private Q_SLOTS:
         qInfo("check of 21 skills of 1 MiB: %lld ms in all, longest stall %lld ms (idle: %lld ms)",
               elapsed, longest, idle);
         // Downloads that blocked the window would stall it for most of the check (about a
-        // second here); the bound is far below that and leaves room for a machine shared with
-        // other work.
-        QVERIFY2(longest < 200, qPrintable(QString::number(longest)));
+        // second here, several in a sanitizer build); the bound is far below that: 200 ms, or a
+        // quarter of the whole check when the build or the machine makes everything slower.
+        const qint64 bound = std::max<qint64>(200, elapsed / 4);
+        QVERIFY2(longest < bound, qPrintable(u"%1 ms, bound %2 ms"_s.arg(longest).arg(bound)));
     }
 
     void rendersWithLongTitlesInLightAndDark()
