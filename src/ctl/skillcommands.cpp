@@ -363,8 +363,16 @@ int runInstall(CommandContext &context)
     else
         model.install(entry);
     context.session().waitUntil(&SettingsModel::installFinished, [&] { return finished; });
-    if (!written)
+    if (!written) {
+        // The download worked but the file could not be written: say why, in the system's words.
+        const QString writeError = model.registry().lastWriteError();
+        if (!writeError.isEmpty())
+            return out.fail(ExitCode::failed, u"could not write "_s + Output::plain(name)
+                                                  + u" into "_s
+                                                  + Output::plain(model.installFolder()) + u": "_s
+                                                  + Output::plain(writeError));
         return out.fail(ExitCode::failed, u"could not download "_s + Output::plain(name));
+    }
     const QString stem
         = SkillFile::installStem(RegistryEntry::withoutSearchPrefix(entry.name)).value_or(name);
     out.line(u"Installed "_s + Output::plain(stem) + u".md in "_s

@@ -861,6 +861,17 @@ private Q_SLOTS:
         const CtlResult unknown = run({u"skills"_s, u"install"_s, u"not-in-the-catalogue"_s});
         QCOMPARE(unknown.exitCode, 2);
         QVERIFY(unknown.oneErrorLine());
+
+        // Downloaded, but a folder stands where the file goes: the system's reason, not "download".
+        QVERIFY(QFile::remove(skillsPath() + u"/pdf.md"_s));
+        QVERIFY(QDir().mkpath(skillsPath() + u"/pdf.md/inside"_s));
+        const CtlResult unwritable = run({u"skills"_s, u"install"_s, u"pdf"_s});
+        QCOMPARE(unwritable.exitCode, 1);
+        QVERIFY(unwritable.oneErrorLine());
+        const QString error = QString::fromUtf8(unwritable.err);
+        QVERIFY2(error.contains(u"could not write pdf into "_s)
+                     && error.contains(u": Is a directory"_s),
+                 qPrintable(error));
     }
 
     void skillsInstallTakesTheNestedNamesOfTheFullCatalogue()
