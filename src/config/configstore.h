@@ -73,6 +73,12 @@ public:
 #include "config/configkeys.def"
 #undef VARNOOK_CONFIG_KEY
 #endif
+    // The setter of a key named by its ConfigKey: set<ConfigKey::MaxTokens>(v) is setMaxTokens(v).
+    template <ConfigKey Key> void set(ConfigArgument<typename ConfigKeyInfo<Key>::Value> value)
+    {
+        assign(Key, m_values.*ConfigKeyInfo<Key>::field,
+               static_cast<const typename ConfigKeyInfo<Key>::Value &>(value));
+    }
 
 Q_SIGNALS:
     void changed(ConfigKey key);

@@ -62,6 +62,17 @@ enum class ConfigKey {
 #undef VARNOOK_CONFIG_KEY
 };
 
+// What is known about a key at compile time: the type of its value and its field, so that code
+// written against a key (ConfigStore::set<Key>, a binding of a control) needs nothing else.
+template <ConfigKey Key> struct ConfigKeyInfo;
+#define VARNOOK_CONFIG_KEY(Type, member, Name, ...)                                                \
+    template <> struct ConfigKeyInfo<ConfigKey::Name> {                                            \
+        using Value = Type;                                                                        \
+        static constexpr Type ConfigValues::*field = &ConfigValues::member;                        \
+    };
+#include "config/configkeys.def"
+#undef VARNOOK_CONFIG_KEY
+
 // How a key of configkeys.def is read from the file and written back, and what varnookctl
 // accepts for it.
 enum class ConfigKind {

@@ -15,28 +15,23 @@ template <typename T> bool validIndex(const QList<T> &list, int i)
 
 } // namespace
 
-void watch(SettingsModel *model, QObject *context, const QList<Signal> &changes,
+Change Change::key(ConfigStore *store, ConfigKey key)
+{
+    return Change([store, key](QObject *, QObject *context, const Refresh &refresh) {
+        return QObject::connect(store, &ConfigStore::changed, context,
+                                [key, refresh](ConfigKey changed) {
+                                    if (changed == key)
+                                        refresh();
+                                });
+    });
+}
+
+void watch(QObject *watched, QObject *context, const QList<Change> &changes,
            const std::function<void()> &refresh)
 {
-    for (Signal signal : changes)
-        QObject::connect(model, signal, context, refresh);
+    for (const Change &change : changes)
+        change.connect(watched, context, refresh);
     refresh();
-}
-
-Text text(SettingsModel *model, const QString &(SettingsModel::*getter)() const,
-          void (SettingsModel::*setter)(const QString &), Signal changed)
-{
-    return {[model, getter] { return (model->*getter)(); },
-            [model, setter](const QString &value) { (model->*setter)(value); },
-            {changed}};
-}
-
-Flag flag(SettingsModel *model, bool (SettingsModel::*getter)() const,
-          void (SettingsModel::*setter)(bool), Signal changed)
-{
-    return {[model, getter] { return (model->*getter)(); },
-            [model, setter](const bool &value) { (model->*setter)(value); },
-            {changed}};
 }
 
 Text botToken(SettingsModel *model, int bot)

@@ -50,7 +50,7 @@ QString ChoiceControl::defaultEntryText(const QString &defaultValue) const
 void ChoiceControl::bind(SettingsModel *model, std::function<QString()> defaultValue,
                          std::function<QStringList()> catalog, const QString &customKey,
                          const Bind::Text &value, std::function<void()> save,
-                         const QList<Bind::Signal> &alsoWatch)
+                         const QList<Bind::Change> &alsoWatch)
 {
     m_model = model;
     m_defaultValue = std::move(defaultValue);
@@ -61,7 +61,7 @@ void ChoiceControl::bind(SettingsModel *model, std::function<QString()> defaultV
     m_custom->bind(model, value, m_save);
     Bind::watch(model, this,
                 value.changed + alsoWatch
-                    + QList<Bind::Signal>{&SettingsModel::choiceCustomChanged},
+                    + QList<Bind::Change>{&SettingsModel::choiceCustomChanged},
                 [this] { refresh(); });
 }
 
@@ -160,7 +160,7 @@ QString ModeControl::defaultEntryText(const QString &defaultValue) const
 
 void ModeControl::bind(SettingsModel *model, std::function<QString()> defaultValue,
                        const QString &customKey, const Bind::Text &value,
-                       std::function<void()> save, const QList<Bind::Signal> &alsoWatch)
+                       std::function<void()> save, const QList<Bind::Change> &alsoWatch)
 {
     ChoiceControl::bind(
         model, std::move(defaultValue), [] { return modes(); }, customKey, value, std::move(save),

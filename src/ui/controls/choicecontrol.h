@@ -34,7 +34,7 @@ public:
     void bind(SettingsModel *model, std::function<QString()> defaultValue,
               std::function<QStringList()> catalog, const QString &customKey,
               const Bind::Text &value, std::function<void()> save,
-              const QList<Bind::Signal> &alsoWatch = {});
+              const QList<Bind::Change> &alsoWatch = {});
 
     bool isCustomMode() const;
     QString selectedTag() const;
@@ -75,7 +75,7 @@ public:
 
     void bind(SettingsModel *model, std::function<QString()> defaultValue, const QString &customKey,
               const Bind::Text &value, std::function<void()> save,
-              const QList<Bind::Signal> &alsoWatch = {});
+              const QList<Bind::Change> &alsoWatch = {});
 
 protected:
     QString entryText(const QString &value) const override { return modeTitle(value); }

@@ -1,7 +1,6 @@
 #include "ui/controls/field.h"
 
 #include "ui/controls/icons.h"
-#include "model/settingsmodel.h"
 
 #include <QHBoxLayout>
 #include <QToolButton>
@@ -22,11 +21,11 @@ Field::Field(QWidget *parent)
     connect(this, &QLineEdit::editingFinished, this, &Field::commitEdit);
 }
 
-void Field::bind(SettingsModel *model, const Bind::Text &value, std::function<void()> commit)
+void Field::bind(QObject *watched, const Bind::Text &value, std::function<void()> commit)
 {
     m_value = value;
     m_commit = std::move(commit);
-    Bind::watch(model, this, value.changed, [this] { refresh(); });
+    Bind::watch(watched, this, value.changed, [this] { refresh(); });
 }
 
 void Field::setSecure(bool secure)
@@ -125,12 +124,12 @@ void SecretField::nameChildren(const QString &name)
     m_eye->setObjectName(name + u"Eye"_s);
 }
 
-void SecretField::bind(SettingsModel *model, const Bind::Text &value, std::function<void()> commit,
+void SecretField::bind(QObject *watched, const Bind::Text &value, std::function<void()> commit,
                        const Bind::Shown &shown)
 {
-    m_field->bind(model, value, std::move(commit));
+    m_field->bind(watched, value, std::move(commit));
     m_shown = shown;
-    Bind::watch(model, this, shown.changed, [this] {
+    Bind::watch(watched, this, shown.changed, [this] {
         const bool inClear = m_shown.get();
         m_field->setSecure(!inClear);
         Icons::setIcon(m_eye, inClear ? u"eye.slash"_s : u"eye"_s);

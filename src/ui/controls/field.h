@@ -8,9 +8,9 @@
 #include <functional>
 
 class QToolButton;
-class SettingsModel;
 
-// A single-line text field bound to one text of the model.
+// A single-line text field bound to one text of the model (or of any object; bare signals among
+// the binding's changes are signals of `watched`).
 //
 // Every keystroke is written into the model at once (textEdited). Saving is left to the
 // `commit` callback, which runs when the edit is committed: Return, focus leaving the field,
@@ -28,7 +28,7 @@ class Field : public QLineEdit {
 public:
     explicit Field(QWidget *parent = nullptr);
 
-    void bind(SettingsModel *model, const Bind::Text &value, std::function<void()> commit);
+    void bind(QObject *watched, const Bind::Text &value, std::function<void()> commit);
 
     // Masked (password echo) when true.
     void setSecure(bool secure);
@@ -72,7 +72,7 @@ public:
     static QString keyHelp() { return QStringLiteral("Show or hide the key"); }
     static QString tokenHelp() { return QStringLiteral("Show or hide the token"); }
 
-    void bind(SettingsModel *model, const Bind::Text &value, std::function<void()> commit,
+    void bind(QObject *watched, const Bind::Text &value, std::function<void()> commit,
               const Bind::Shown &shown);
 
     Field *field() const { return m_field; }

@@ -2,7 +2,6 @@
 
 #include "ui/controls/settingrow.h"
 #include "config/configdocument.h"
-#include "model/settingsmodel.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>
@@ -71,14 +70,14 @@ void TimePickerView::nameChildren(const QString &name)
     m_useGlobal->setObjectName(name + u"UseGlobal"_s);
 }
 
-void TimePickerView::bind(SettingsModel *model, const Bind::Text &time,
+void TimePickerView::bind(QObject *watched, const Bind::Text &time,
                           std::function<QString()> globalTime,
-                          const QList<Bind::Signal> &globalChanged, std::function<void()> save)
+                          const QList<Bind::Change> &globalChanged, std::function<void()> save)
 {
     m_time = time;
     m_globalTime = std::move(globalTime);
     m_save = std::move(save);
-    Bind::watch(model, this, time.changed + globalChanged, [this] { refresh(); });
+    Bind::watch(watched, this, time.changed + globalChanged, [this] { refresh(); });
 }
 
 void TimePickerView::setUseGlobal(std::function<void()> onUseGlobal)

@@ -9,7 +9,6 @@
 
 class QComboBox;
 class QPushButton;
-class SettingsModel;
 
 // An "HH:MM" picker: an hour menu 00–23, ":" and a minute menu 00–59, then optionally a
 // "Use global" button.
@@ -35,9 +34,10 @@ public:
 
     explicit TimePickerView(QWidget *parent = nullptr);
 
-    // `globalTime` is read again on each of `globalChanged` (and of the time's own signals).
-    void bind(SettingsModel *model, const Bind::Text &time, std::function<QString()> globalTime,
-              const QList<Bind::Signal> &globalChanged, std::function<void()> save);
+    // `globalTime` is read again on each of `globalChanged` (and of the time's own signals); bare
+    // signals among them are signals of `watched`.
+    void bind(QObject *watched, const Bind::Text &time, std::function<QString()> globalTime,
+              const QList<Bind::Change> &globalChanged, std::function<void()> save);
     // Shows the "Use global" button; pressing it runs onUseGlobal (pages clear the time there so
     // the global time is inherited again, and save).
     void setUseGlobal(std::function<void()> onUseGlobal);

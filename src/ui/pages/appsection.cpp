@@ -72,25 +72,18 @@ AppSection::AppSection(SettingsModel *model, Services services, QWidget *parent)
     SettingsGroup *appearance = m_page->addGroup(u"Appearance"_s);
     auto *dock = new ToggleRow(model, u"Show in Dock"_s, u"Menu bar app icon in the Dock."_s);
     dock->toggle()->setObjectName(u"showInDock"_s);
-    dock->bind(Bind::flag(model, &SettingsModel::showInDock, &SettingsModel::setShowInDock,
-                          &SettingsModel::showInDockChanged),
-               save);
+    dock->bind(Bind::config<ConfigKey::ShowInDock>(&model->store()), save);
     appearance->addWidget(dock);
     auto *login = new ToggleRow(model, u"Launch at Login"_s, u"Start this app when you log in."_s);
     login->toggle()->setObjectName(u"launchAtLogin"_s);
-    login->bind(Bind::flag(model, &SettingsModel::launchAtLogin, &SettingsModel::setLaunchAtLogin,
-                           &SettingsModel::launchAtLoginChanged),
-                save);
+    login->bind(Bind::config<ConfigKey::LaunchAtLogin>(&model->store()), save);
     appearance->addWidget(login);
 
     // ---- Troubleshooting
     SettingsGroup *troubleshooting = m_page->addGroup(u"Troubleshooting"_s);
     auto *dataDir = new Field;
     dataDir->setObjectName(u"dataDir"_s);
-    dataDir->bind(model,
-                  Bind::text(model, &SettingsModel::dataDir, &SettingsModel::setDataDir,
-                             &SettingsModel::dataDirChanged),
-                  save);
+    dataDir->bind(model, Bind::config<ConfigKey::DataDir>(&model->store()), save);
     troubleshooting->addWidget(new SettingRow(
         model, u"Data dir"_s, u"Where config, memory, reminders and logs live (e.g. ~/.zandrel)."_s,
         dataDir));

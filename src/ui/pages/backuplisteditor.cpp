@@ -257,7 +257,7 @@ private:
 QWidget *backupListEditor(SettingsModel *model, BackupList list)
 {
     auto count = list.count;
-    const QList<Bind::Signal> changes = list.changes;
+    const QList<Bind::Change> changes = list.changes;
     return new DynamicBlock(
         model, changes, [count] { return QString::number(count()); },
         [model, list = std::move(list)](QVBoxLayout *layout) {

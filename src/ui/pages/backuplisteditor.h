@@ -40,14 +40,14 @@ struct BackupList {
     // every one of `changes`, so it may follow the text of the last entry.
     std::function<bool()> canAdd;
     // The signals after which the list may have another length or other values.
-    QList<Bind::Signal> changes;
+    QList<Bind::Change> changes;
 
     // An optional connection test under each entry, shown in the Sections look.
     struct Tests {
         std::function<void(int row)> start;
         std::function<bool(int row)> running;
         std::function<std::optional<TestOutcome>(int row)> outcome;
-        QList<Bind::Signal> changes;
+        QList<Bind::Change> changes;
     };
     std::optional<Tests> tests;
 

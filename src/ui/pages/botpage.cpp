@@ -28,8 +28,6 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-using Getter = std::function<QString()>;
-
 QString ownText(const SettingsModel *model, int bot, QString BotProfile::*field)
 {
     const QList<BotProfile> &profiles = model->botProfiles();
@@ -45,15 +43,15 @@ qsizetype ownFallbackCount(const SettingsModel *model, int bot)
 // A row whose explainer says what the bot inherits or overrides, followed by the row's own
 // help, and follows both the bot's value and the default.
 SettingRow *inheritingRow(SettingsModel *model, int bot, const QString &title, QWidget *control,
-                          QString BotProfile::*field, Getter defaultValue,
-                          Bind::Signal defaultChanged, const QString &help = {})
+                          QString BotProfile::*field, const Bind::Text &inherited,
+                          const QString &help = {})
 {
     auto *row = new SettingRow(model, title, {}, control);
-    Bind::watch(model, row, {&SettingsModel::botProfilesChanged, defaultChanged},
-                [model, bot, row, field, defaultValue = std::move(defaultValue), help] {
-                    row->setExplainer(inheritanceText(ownText(model, bot, field), defaultValue())
-                                      + help);
-                });
+    Bind::watch(
+        model, row, inherited.changed + QList<Bind::Change>{&SettingsModel::botProfilesChanged},
+        [model, bot, row, field, defaultValue = inherited.get, help] {
+            row->setExplainer(inheritanceText(ownText(model, bot, field), defaultValue()) + help);
+        });
     return row;
 }
 
@@ -234,61 +232,58 @@ void BotPage::buildTelegram()
     SettingsModel *model = m_model;
     const int bot = m_bot;
     auto save = [model] { model->saveAndNotify(); };
+    ConfigStore *store = &model->store();
     SettingsGroup *group = m_page->addGroup(u"Telegram"_s);
 
-    group->addWidget(inheritingRow(
-        model, bot, u"Allowed chat IDs"_s,
-        textField(model, bot, u"botAllowedIds"_s, &BotProfile::allowedIDs), &BotProfile::allowedIDs,
-        [model] { return model->allowedIDs(); }, &SettingsModel::allowedIDsChanged));
-    group->addWidget(inheritingRow(
-        model, bot, u"Trigger words"_s,
-        textField(model, bot, u"botTriggerWords"_s, &BotProfile::triggerWords),
-        &BotProfile::triggerWords, [model] { return model->triggerWords(); },
-        &SettingsModel::triggerWordsChanged,
-        u" Words that make the bot answer in groups (besides @mention/reply)."_s));
+    group->addWidget(
+        inheritingRow(model, bot, u"Allowed chat IDs"_s,
+                      textField(model, bot, u"botAllowedIds"_s, &BotProfile::allowedIDs),
+                      &BotProfile::allowedIDs, Bind::config<ConfigKey::AllowedIDs>(store)));
+    group->addWidget(
+        inheritingRow(model, bot, u"Trigger words"_s,
+                      textField(model, bot, u"botTriggerWords"_s, &BotProfile::triggerWords),
+                      &BotProfile::triggerWords, Bind::config<ConfigKey::TriggerWords>(store),
+                      u" Words that make the bot answer in groups (besides @mention/reply)."_s));
     group->addWidget(inheritingRow(
         model, bot, u"Clip words"_s,
         textField(model, bot, u"botClipWords"_s, &BotProfile::clipTriggerWords),
-        &BotProfile::clipTriggerWords, [model] { return model->clipTriggerWords(); },
-        &SettingsModel::clipTriggerWordsChanged,
+        &BotProfile::clipTriggerWords, Bind::config<ConfigKey::ClipTriggerWords>(store),
         u" Words that grab an attached video/audio as a clip."_s));
 
     auto *time = new TimePickerView;
     time->setObjectName(u"botBriefingTime"_s);
-    time->bind(
-        model, Bind::botProfileText(model, bot, &BotProfile::briefingTime),
-        [model] { return model->briefingTime(); }, {&SettingsModel::briefingTimeChanged}, save);
+    const Bind::Text globalTime = Bind::config<ConfigKey::BriefingTime>(store);
+    time->bind(model, Bind::botProfileText(model, bot, &BotProfile::briefingTime), globalTime.get,
+               globalTime.changed, save);
     time->setUseGlobal([model, bot] {
         model->setBotProfileText(bot, &BotProfile::briefingTime, QString());
         model->saveAndNotify();
     });
-    group->addWidget(inheritingRow(
-        model, bot, u"Daily briefing time"_s, time, &BotProfile::briefingTime,
-        [model] { return model->briefingTime(); }, &SettingsModel::briefingTimeChanged));
+    group->addWidget(inheritingRow(model, bot, u"Daily briefing time"_s, time,
+                                   &BotProfile::briefingTime,
+                                   Bind::config<ConfigKey::BriefingTime>(store)));
 
-    group->addWidget(inheritingRow(
-        model, bot, u"Briefing prompt"_s,
-        textField(model, bot, u"botBriefingPrompt"_s, &BotProfile::briefingPrompt),
-        &BotProfile::briefingPrompt, [model] { return model->briefingPrompt(); },
-        &SettingsModel::briefingPromptChanged));
+    group->addWidget(
+        inheritingRow(model, bot, u"Briefing prompt"_s,
+                      textField(model, bot, u"botBriefingPrompt"_s, &BotProfile::briefingPrompt),
+                      &BotProfile::briefingPrompt, Bind::config<ConfigKey::BriefingPrompt>(store)));
 
     auto *mode = new ModeControl;
     mode->setObjectName(u"botMode"_s);
-    mode->bind(model, [model] { return model->botMode(); }, modeCustomKey(),
-               Bind::botProfileText(model, bot, &BotProfile::botMode), save,
-               {&SettingsModel::botModeChanged});
+    const Bind::Text globalMode = Bind::config<ConfigKey::BotMode>(store);
+    mode->bind(model, globalMode.get, modeCustomKey(),
+               Bind::botProfileText(model, bot, &BotProfile::botMode), save, globalMode.changed);
     group->addWidget(new SettingRow(model, u"Mode"_s, u"Empty uses the default mode."_s, mode));
 
     auto *persona = new ChoiceControl;
     persona->setObjectName(u"botPersona"_s);
+    const Bind::Text globalSoul = Bind::config<ConfigKey::SoulFile>(store);
     persona->bind(
-        model, [model] { return model->soulFile(); },
-        [model] { return personaFiles(model->soulFile()); }, soulCustomKey(bot),
-        Bind::botProfileText(model, bot, &BotProfile::soulFile), save,
-        {&SettingsModel::soulFileChanged});
-    group->addWidget(inheritingRow(
-        model, bot, u"Persona"_s, persona, &BotProfile::soulFile,
-        [model] { return model->soulFile(); }, &SettingsModel::soulFileChanged));
+        model, globalSoul.get, [model] { return personaFiles(model->soulFile()); },
+        soulCustomKey(bot), Bind::botProfileText(model, bot, &BotProfile::soulFile), save,
+        globalSoul.changed);
+    group->addWidget(inheritingRow(model, bot, u"Persona"_s, persona, &BotProfile::soulFile,
+                                   Bind::config<ConfigKey::SoulFile>(store)));
 }
 
 void BotPage::buildProvider()
@@ -296,12 +291,12 @@ void BotPage::buildProvider()
     SettingsModel *model = m_model;
     const int bot = m_bot;
     auto save = [model] { model->saveAndNotify(); };
+    ConfigStore *store = &model->store();
     SettingsGroup *group = m_page->addGroup(u"Provider"_s);
 
-    group->addWidget(inheritingRow(
-        model, bot, u"Server URL"_s, textField(model, bot, u"botBaseUrl"_s, &BotProfile::baseURL),
-        &BotProfile::baseURL, [model] { return model->baseURL(); },
-        &SettingsModel::baseURLChanged));
+    group->addWidget(inheritingRow(model, bot, u"Server URL"_s,
+                                   textField(model, bot, u"botBaseUrl"_s, &BotProfile::baseURL),
+                                   &BotProfile::baseURL, Bind::config<ConfigKey::BaseURL>(store)));
 
     auto *key = new SecretField(SecretField::keyHelp());
     key->setObjectName(u"botApiKey"_s);
@@ -329,9 +324,8 @@ void BotPage::buildProvider()
         model, textField(model, bot, u"botModel"_s, &BotProfile::model), [model, bot] {
             return Providers::botTarget(model->values(), bot).value_or(Providers::ProviderTarget{});
         });
-    SettingRow *modelRow = inheritingRow(
-        model, bot, u"Model name"_s, picker, &BotProfile::model, [model] { return model->model(); },
-        &SettingsModel::modelChanged);
+    SettingRow *modelRow = inheritingRow(model, bot, u"Model name"_s, picker, &BotProfile::model,
+                                         Bind::config<ConfigKey::Model>(store));
     group->addWidget(modelRow);
     group->addWidget(picker->messageLabel());
     picker->followRow(modelRow);

@@ -136,10 +136,7 @@ void ModelSection::buildPrimary()
 
     auto *url = new Field;
     url->setObjectName(u"primaryUrl"_s);
-    url->bind(model,
-              Bind::text(model, &SettingsModel::baseURL, &SettingsModel::setBaseURL,
-                         &SettingsModel::baseURLChanged),
-              save);
+    url->bind(model, Bind::config<ConfigKey::BaseURL>(&model->store()), save);
     group->addWidget(
         new SettingRow(model, u"Server URL (required)"_s,
                        u"Any OpenAI-compatible endpoint — e.g. https://api.openai.com/v1, "
@@ -148,20 +145,15 @@ void ModelSection::buildPrimary()
 
     auto *key = new SecretField(SecretField::keyHelp());
     key->setObjectName(u"primaryKey"_s);
-    key->bind(model,
-              Bind::text(model, &SettingsModel::apiKey, &SettingsModel::setApiKey,
-                         &SettingsModel::apiKeyChanged),
-              save, Bind::shownApiKey(model));
+    key->bind(model, Bind::config<ConfigKey::ApiKey>(&model->store()), save,
+              Bind::shownApiKey(model));
     group->addWidget(
         new SettingRow(model, u"API key"_s,
                        u"Empty for local servers. Keys stay in your config file only."_s, key));
 
     auto *modelId = new Field;
     modelId->setObjectName(u"primaryModel"_s);
-    modelId->bind(model,
-                  Bind::text(model, &SettingsModel::model, &SettingsModel::setModel,
-                             &SettingsModel::modelChanged),
-                  save);
+    modelId->bind(model, Bind::config<ConfigKey::Model>(&model->store()), save);
     auto *picker = new ModelPicker(model, modelId,
                                    [model] { return Providers::primaryTarget(model->values()); });
     auto *modelRow = new SettingRow(
@@ -173,10 +165,7 @@ void ModelSection::buildPrimary()
 
     auto *nickname = new Field;
     nickname->setObjectName(u"primaryNickname"_s);
-    nickname->bind(model,
-                   Bind::text(model, &SettingsModel::modelName, &SettingsModel::setModelName,
-                              &SettingsModel::modelNameChanged),
-                   save);
+    nickname->bind(model, Bind::config<ConfigKey::ModelName>(&model->store()), save);
     group->addWidget(new SettingRow(
         model, u"Nickname"_s,
         u"A friendly name so you can tell models apart (shows in the menu bar picker)."_s,

@@ -159,7 +159,7 @@ SettingsGroup *SettingsPage::addGroup(const QString &title, const QString &expla
 
 // ---- DynamicBlock ------------------------------------------------------------------------------
 
-DynamicBlock::DynamicBlock(SettingsModel *model, const QList<Bind::Signal> &changes,
+DynamicBlock::DynamicBlock(QObject *watched, const QList<Bind::Change> &changes,
                            std::function<QString()> shape, Builder build, QWidget *parent)
     : QWidget(parent)
     , m_shape(std::move(shape))
@@ -169,8 +169,8 @@ DynamicBlock::DynamicBlock(SettingsModel *model, const QList<Bind::Signal> &chan
     m_outer->setContentsMargins(0, 0, 0, 0);
     m_outer->setSpacing(0);
     rebuild();
-    for (Bind::Signal signal : changes) {
-        connect(model, signal, this, [this] {
+    for (const Bind::Change &change : changes) {
+        change.connect(watched, this, [this] {
             if (m_shape() != m_lastShape)
                 rebuild();
         });

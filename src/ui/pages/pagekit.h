@@ -70,15 +70,16 @@ private:
 };
 
 // A block whose content is built by `build` and built again when `shape` gives a new value
-// after one of `changes` (for example the number of backup models). The widgets inside refresh
-// themselves through their bindings in between; only structural changes rebuild. Pending text
-// edits inside are committed before the old content goes away.
+// after one of `changes` (for example the number of backup models; bare signals are signals of
+// `watched`). The widgets inside refresh themselves through their bindings in between; only
+// structural changes rebuild. Pending text edits inside are committed before the old content goes
+// away.
 class DynamicBlock final : public QWidget {
     Q_OBJECT
 public:
     using Builder = std::function<void(QVBoxLayout *layout)>;
 
-    DynamicBlock(SettingsModel *model, const QList<Bind::Signal> &changes,
+    DynamicBlock(QObject *watched, const QList<Bind::Change> &changes,
                  std::function<QString()> shape, Builder build, QWidget *parent = nullptr);
 
     void rebuild();

@@ -24,22 +24,21 @@ struct Feature {
     QString objectName;
     QString title;
     QString help;
-    bool (SettingsModel::*get)() const;
-    Bind::Signal changed;
+    Bind::Flag (*value)(ConfigStore *store);
 };
 
 const QList<Feature> &features()
 {
     static const QList<Feature> list{
         {u"backfill_missed"_s, u"backfillMissed"_s, u"Backfill missed messages"_s,
-         u"Answer messages sent while the bot was offline."_s, &SettingsModel::backfillMissed,
-         &SettingsModel::backfillMissedChanged},
+         u"Answer messages sent while the bot was offline."_s,
+         &Bind::config<ConfigKey::BackfillMissed>},
         {u"briefing_crypto"_s, u"briefingCrypto"_s, u"BTC/ETH in morning briefing"_s,
-         u"Include crypto quotes in the daily briefing."_s, &SettingsModel::briefingCrypto,
-         &SettingsModel::briefingCryptoChanged},
+         u"Include crypto quotes in the daily briefing."_s,
+         &Bind::config<ConfigKey::BriefingCrypto>},
         {u"auto_memory"_s, u"autoMemory"_s, u"Auto-memory"_s,
-         u"Write a past-day summary to long-term memory each night."_s, &SettingsModel::autoMemory,
-         &SettingsModel::autoMemoryChanged},
+         u"Write a past-day summary to long-term memory each night."_s,
+         &Bind::config<ConfigKey::AutoMemory>},
     };
     return list;
 }
@@ -169,12 +168,9 @@ SkillsView::SkillsView(SettingsModel *model, QWidget *parent)
     for (const Feature &feature : features()) {
         auto *row = new ToggleRow(model, feature.title, feature.help);
         row->toggle()->setObjectName(feature.objectName);
-        const QString key = feature.key;
-        const auto get = feature.get;
-        row->bind(Bind::Flag{[model, get] { return (model->*get)(); },
-                             [model, key](const bool &on) { model->setFeature(key, on); },
-                             {feature.changed}},
-                  {}); // setFeature saves and notifies
+        Bind::Flag value = feature.value(&model->store());
+        value.set = [model, key = feature.key](const bool &on) { model->setFeature(key, on); };
+        row->bind(value, {}); // setFeature saves and notifies
         featureGroup->addWidget(row);
     }
 

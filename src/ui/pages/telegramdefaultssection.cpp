@@ -17,24 +17,18 @@ using namespace Qt::Literals::StringLiterals;
 
 namespace {
 
-using Getter = const QString &(SettingsModel::*)() const;
-using Setter = void (SettingsModel::*)(const QString &);
-
 struct TextRow {
     QString title;
     QString explainer;
     QString name;
-    Getter get;
-    Setter set;
-    Bind::Signal changed;
+    Bind::Text value;
 };
 
 Field *textField(SettingsModel *model, const TextRow &row)
 {
     auto *field = new Field;
     field->setObjectName(row.name);
-    field->bind(model, Bind::text(model, row.get, row.set, row.changed),
-                [model] { model->saveAndNotify(); });
+    field->bind(model, row.value, [model] { model->saveAndNotify(); });
     return field;
 }
 
@@ -65,6 +59,7 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
     m_page->setIntro(u"Default values every bot inherits. Open a bot in the sidebar to give it "
                      u"settings of its own."_s);
     auto save = [model] { model->saveAndNotify(); };
+    ConfigStore *store = &model->store();
 
     // ---- Chats & briefing
     SettingsGroup *chats = m_page->addGroup(u"Chats & briefing"_s);
@@ -72,18 +67,14 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
                 {{u"Allowed chat IDs"_s,
                   u"Comma-separated user/group IDs that may talk to the bot (e.g. 512807364, "
                   u"-1002718305964)."_s,
-                  u"allowedIds"_s, &SettingsModel::allowedIDs, &SettingsModel::setAllowedIDs,
-                  &SettingsModel::allowedIDsChanged}},
+                  u"allowedIds"_s, Bind::config<ConfigKey::AllowedIDs>(store)}},
                 false);
 
     auto *time = new TimePickerView;
     time->setObjectName(u"briefingTime"_s);
     // The defaults inherit from nothing: an empty time reads as 08:00.
     time->bind(
-        model,
-        Bind::text(model, &SettingsModel::briefingTime, &SettingsModel::setBriefingTime,
-                   &SettingsModel::briefingTimeChanged),
-        [] { return QString(); }, {}, save);
+        model, Bind::config<ConfigKey::BriefingTime>(store), [] { return QString(); }, {}, save);
     chats->addWidget(
         new SettingRow(model, u"Daily briefing time"_s, u"24-hour HH:MM (e.g. 08:00)."_s, time));
 
@@ -91,8 +82,7 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
                 {{u"Briefing prompt"_s,
                   u"What the daily briefing should cover — e.g. \"weather, my reminders for "
                   u"today, and any price alerts\"."_s,
-                  u"briefingPrompt"_s, &SettingsModel::briefingPrompt,
-                  &SettingsModel::setBriefingPrompt, &SettingsModel::briefingPromptChanged}},
+                  u"briefingPrompt"_s, Bind::config<ConfigKey::BriefingPrompt>(store)}},
                 false);
 
     // ---- Behaviour
@@ -103,30 +93,24 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
             {u"Max reply tokens"_s,
              u"Safety ceiling for model replies — long answers split into multiple messages "
              u"(e.g. 4000)."_s,
-             u"maxTokens"_s, &SettingsModel::maxTokens, &SettingsModel::setMaxTokens,
-             &SettingsModel::maxTokensChanged},
+             u"maxTokens"_s, Bind::config<ConfigKey::MaxTokens>(store)},
             {u"Context per chat"_s,
              u"How many recent messages the bot holds per chat for context (e.g. 40)."_s,
-             u"chatBufferMax"_s, &SettingsModel::chatBufferMax, &SettingsModel::setChatBufferMax,
-             &SettingsModel::chatBufferMaxChanged},
+             u"chatBufferMax"_s, Bind::config<ConfigKey::ChatBufferMax>(store)},
             {u"Memories per user"_s,
              u"Long-term memories recalled per user PER MESSAGE the bot answers (e.g. 15)."_s,
-             u"recallLimit"_s, &SettingsModel::recallLimit, &SettingsModel::setRecallLimit,
-             &SettingsModel::recallLimitChanged},
+             u"recallLimit"_s, Bind::config<ConfigKey::RecallLimit>(store)},
             {u"Memory database size (per user)"_s,
              u"Max long-term memories stored per user; each user's oldest are evicted beyond "
              u"this (e.g. 5000)."_s,
-             u"factCap"_s, &SettingsModel::factCap, &SettingsModel::setFactCap,
-             &SettingsModel::factCapChanged},
+             u"factCap"_s, Bind::config<ConfigKey::FactCap>(store)},
             {u"Research report tokens"_s,
              u"Budget for /research and /insiders reports (e.g. 1200)."_s, u"researchMaxTokens"_s,
-             &SettingsModel::researchMaxTokens, &SettingsModel::setResearchMaxTokens,
-             &SettingsModel::researchMaxTokensChanged},
+             Bind::config<ConfigKey::ResearchMaxTokens>(store)},
             {u"API timeout (s)"_s,
              u"Seconds before a slow provider is abandoned (e.g. 90 — free-tier queues can stall "
              u"for a minute+)."_s,
-             u"apiTimeout"_s, &SettingsModel::apiTimeout, &SettingsModel::setApiTimeout,
-             &SettingsModel::apiTimeoutChanged},
+             u"apiTimeout"_s, Bind::config<ConfigKey::ApiTimeout>(store)},
         },
         true);
 
@@ -136,9 +120,7 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
     soul->bind(
         model, [] { return ConfigDocument::defaultSoulFile(); },
         [model] { return personaFiles(model->soulFile()); }, soulCustomKey(),
-        Bind::text(model, &SettingsModel::soulFile, &SettingsModel::setSoulFile,
-                   &SettingsModel::soulFileChanged),
-        save);
+        Bind::config<ConfigKey::SoulFile>(store), save);
     behaviour->addWidget(new SettingRow(
         model, u"Soul file"_s,
         u"Persona the bots run with. .md files in this folder (soul*.md, *persona*.md) appear in "
@@ -153,13 +135,11 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
                      u"Comma-separated words that make the bot answer in groups (besides "
                      u"@mention, reply or command) — e.g. \"momo, jarvis, hey bot\". Empty = "
                      u"default behaviour."_s,
-                     u"triggerWords"_s, &SettingsModel::triggerWords,
-                     &SettingsModel::setTriggerWords, &SettingsModel::triggerWordsChanged},
+                     u"triggerWords"_s, Bind::config<ConfigKey::TriggerWords>(store)},
                     {u"Video/audio clip trigger words"_s,
                      u"Words that make the bot grab an attached video or audio as a clip — e.g. "
                      u"\"clip this, save this\". Empty = only replies/mentions trigger clips."_s,
-                     u"clipTriggerWords"_s, &SettingsModel::clipTriggerWords,
-                     &SettingsModel::setClipTriggerWords, &SettingsModel::clipTriggerWordsChanged},
+                     u"clipTriggerWords"_s, Bind::config<ConfigKey::ClipTriggerWords>(store)},
                 },
                 false);
 }
