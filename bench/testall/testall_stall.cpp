@@ -12,6 +12,7 @@
 #include "model/settingsmodel.h"
 #include "providers/providerbatch.h"
 #include "service/notificationtransport.h"
+#include "ui/state/windowstate.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
@@ -170,7 +171,7 @@ Run runOnce(const QString &configPath, int deadlineMs)
     window.setContentView(new ContentView(&model));
     window.resize(MainWindow::initialSize());
     window.show();
-    model.setSelection(SidebarItem::defaults(SectionID::Model));
+    WindowState::of(&model)->setSelection(SidebarItem::defaults(SectionID::Model));
     runLoopFor(300);
 
     auto *button = window.findChild<QPushButton *>(u"testAll"_s);

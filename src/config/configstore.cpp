@@ -144,6 +144,7 @@ void ConfigStore::applyDocument(const QJsonObject &document)
 {
     m_raw = document;
     setValues(ConfigDocument::read(document));
+    m_hasAppliedDocument = true;
     Q_EMIT documentApplied();
 }
 

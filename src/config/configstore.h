@@ -38,6 +38,9 @@ public:
     bool loadFromDisk();
     // Whether the latest loadFromDisk took the file.
     bool fileTaken() const { return m_fileTaken; }
+    // Whether a document was ever applied (read, imported or handed in): until then the store
+    // holds the initial values of the key list.
+    bool hasAppliedDocument() const { return m_hasAppliedDocument; }
     // Whether the file differs from what was last loaded: its time moved, or, at the same time,
     // its size or content.
     bool changedSinceLoad() const;
@@ -111,6 +114,7 @@ private:
     qint64 m_loadedSize = -1;
     QByteArray m_loadedDigest;
     bool m_fileTaken = false;
+    bool m_hasAppliedDocument = false;
     std::optional<QString> m_lastSaveError;
     std::optional<QString> m_fileProblem;
     QFileSystemWatcher *m_watcher = nullptr;

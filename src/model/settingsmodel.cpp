@@ -30,7 +30,6 @@ SettingsModel::SettingsModel(QString path, ModelEnvironment environment, QObject
           std::move(environment.githubRawBase), [this] { return network(); }, this))
 {
     connect(m_store, &ConfigStore::changed, this, &SettingsModel::announce);
-    connect(m_store, &ConfigStore::documentApplied, this, &SettingsModel::keepSelectionValid);
     connect(m_store, &ConfigStore::fileProblemChanged, this, &SettingsModel::fileProblemChanged);
     connect(m_store, &ConfigStore::lastSaveErrorChanged, this,
             &SettingsModel::lastSaveErrorChanged);
@@ -123,15 +122,6 @@ void SettingsModel::applyDocument(const QJsonObject &document)
     m_store->applyDocument(document);
 }
 
-void SettingsModel::keepSelectionValid()
-{
-    const qsizetype bots = config().botTokens.size();
-    if (!m_selection || (m_selection->isBot() && m_selection->bot >= bots)) {
-        setSelection(bots > 0 ? SidebarItem::botAt(0)
-                              : SidebarItem::defaults(allSections().constFirst()));
-    }
-}
-
 bool SettingsModel::saveAndNotify()
 {
     if (writeDocument())
@@ -166,7 +156,7 @@ void SettingsModel::addBot()
     values.botProfiles.append(BotProfile());
     setConfig(values);
     saveAndNotify();
-    setSelection(SidebarItem::botAt(int(config().botTokens.size()) - 1));
+    Q_EMIT botAdded(int(config().botTokens.size()) - 1);
 }
 
 void SettingsModel::removeBot(int index)
@@ -180,10 +170,7 @@ void SettingsModel::removeBot(int index)
     if (index < values.botProfiles.size())
         values.botProfiles.removeAt(index);
     setConfig(values);
-    if (m_selection && *m_selection == SidebarItem::botAt(index)) {
-        setSelection(values.botTokens.isEmpty() ? SidebarItem::defaults(allSections().constFirst())
-                                                : SidebarItem::botAt(std::max(index - 1, 0)));
-    }
+    Q_EMIT botRemoved(index);
     saveAndNotify();
 }
 
@@ -298,15 +285,7 @@ void SettingsModel::moveFallback(int index, bool up)
     QList<Fallback> list = config().fallbacks;
     list.swapItemsAt(index, target);
     setFallbacks(list);
-    // A key shown in clear stays shown on the record that moved.
-    if (m_showFallbackKeys.contains(index) != m_showFallbackKeys.contains(target)) {
-        QSet<int> shown = m_showFallbackKeys;
-        const bool indexShown = shown.remove(index);
-        if (!indexShown)
-            shown.remove(target);
-        shown.insert(indexShown ? target : index);
-        setShowFallbackKeys(shown);
-    }
+    Q_EMIT fallbackMoved(index, target);
     saveAndNotify();
 }
 
@@ -349,108 +328,11 @@ void SettingsModel::setFallbackText(int index, QString Fallback::*field, const Q
     setFallbacks(list);
 }
 
-// ---- secrets shown in clear and choice controls ------------------------------------------------
-
-template <typename T> static QSet<T> toggled(QSet<T> set, const T &value)
-{
-    if (!set.remove(value))
-        set.insert(value);
-    return set;
-}
-
-void SettingsModel::toggleShowTokenKey(int bot)
-{
-    setShowTokenKeys(toggled(m_showTokenKeys, bot));
-}
-void SettingsModel::toggleShowFallbackKey(int index)
-{
-    setShowFallbackKeys(toggled(m_showFallbackKeys, index));
-}
-void SettingsModel::toggleShowProfileKey(const QString &key)
-{
-    setShowProfileKeys(toggled(m_showProfileKeys, key));
-}
-
-void SettingsModel::setChoiceCustomMode(const QString &customKey, bool on)
-{
-    QSet<QString> keys = m_choiceCustom;
-    if (on)
-        keys.insert(customKey);
-    else
-        keys.remove(customKey);
-    setChoiceCustom(keys);
-}
-
-// ---- window state ------------------------------------------------------------------------------
-
-void SettingsModel::setChoiceCustom(const QSet<QString> &value)
-{
-    assign(m_choiceCustom, value, &SettingsModel::choiceCustomChanged);
-}
-
-void SettingsModel::setSelection(const std::optional<SidebarItem> &value)
-{
-    assign(m_selection, value, &SettingsModel::selectionChanged);
-}
-
-void SettingsModel::setAlertMessage(const std::optional<QString> &value)
-{
-    assign(m_alertMessage, value, &SettingsModel::alertMessageChanged);
-}
-
-void SettingsModel::setShowApiKey(bool value)
-{
-    assign(m_showApiKey, value, &SettingsModel::showApiKeyChanged);
-}
-
-void SettingsModel::setShowTokenKeys(const QSet<int> &value)
-{
-    assign(m_showTokenKeys, value, &SettingsModel::showTokenKeysChanged);
-}
-
-void SettingsModel::setShowProfileKeys(const QSet<QString> &value)
-{
-    assign(m_showProfileKeys, value, &SettingsModel::showProfileKeysChanged);
-}
-
-void SettingsModel::setShowFallbackKeys(const QSet<int> &value)
-{
-    assign(m_showFallbackKeys, value, &SettingsModel::showFallbackKeysChanged);
-}
-
-void SettingsModel::setColumnVisibility(ColumnVisibility value)
-{
-    assign(m_columnVisibility, value, &SettingsModel::columnVisibilityChanged);
-}
-
-void SettingsModel::setFilter(const QString &value)
-{
-    assign(m_filter, value, &SettingsModel::filterChanged);
-}
+// ---- skills ----------------------------------------------------------------------------------
 
 void SettingsModel::setSkills(const QList<SkillInfo> &value)
 {
     assign(m_skills, value, &SettingsModel::skillsChanged);
-}
-
-void SettingsModel::setSkillTab(int value)
-{
-    assign(m_skillTab, value, &SettingsModel::skillTabChanged);
-}
-
-void SettingsModel::setSkillsBot(const std::optional<int> &value)
-{
-    assign(m_skillsBot, value, &SettingsModel::skillsBotChanged);
-}
-
-void SettingsModel::setRegistryPage(int value)
-{
-    assign(m_registryPage, value, &SettingsModel::registryPageChanged);
-}
-
-void SettingsModel::setRegistryFilter(const QString &value)
-{
-    assign(m_registryFilter, value, &SettingsModel::registryFilterChanged);
 }
 
 void SettingsModel::setNewSource(const QString &value)

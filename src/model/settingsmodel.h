@@ -34,8 +34,9 @@ struct ModelEnvironment {
 // parts, each of which can be used on its own: the configuration store (file, document, values,
 // save), the service link (status and control), the provider tests and the skill registry; this
 // class owns them, forwards to them under the names the pages use, announces their changes as its
-// own signals, and keeps the window's own state (selection, filter, secrets shown in clear) and
-// the operations that span parts (bots, backup models, skills). Main thread only.
+// own signals, and keeps the operations that span parts (bots, backup models, skills). What the
+// window remembers about itself (selection, search, secrets shown in clear) is not here: see
+// ui/state/windowstate.h. Main thread only.
 class SettingsModel final : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString baseURL READ baseURL WRITE setBaseURL NOTIFY baseURLChanged)
@@ -70,11 +71,7 @@ class SettingsModel final : public QObject {
     Q_PROPERTY(bool briefingCrypto READ briefingCrypto WRITE setBriefingCrypto NOTIFY
                    briefingCryptoChanged)
     Q_PROPERTY(bool autoMemory READ autoMemory WRITE setAutoMemory NOTIFY autoMemoryChanged)
-    Q_PROPERTY(bool showApiKey READ showApiKey WRITE setShowApiKey NOTIFY showApiKeyChanged)
     Q_PROPERTY(bool testing READ testing WRITE setTesting NOTIFY testingChanged)
-    Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
-    Q_PROPERTY(QString registryFilter READ registryFilter WRITE setRegistryFilter NOTIFY
-                   registryFilterChanged)
     Q_PROPERTY(bool catalogLoading READ catalogLoading WRITE setCatalogLoading NOTIFY
                    catalogLoadingChanged)
     Q_PROPERTY(QString newSource READ newSource WRITE setNewSource NOTIFY newSourceChanged)
@@ -164,13 +161,6 @@ public:
     void removeFallback(int index);
     void setFallbackText(int index, QString Fallback::*field, const QString &text);
 
-    // ---- secrets shown in clear and choice controls ----------------------------------------
-    void toggleShowApiKey() { setShowApiKey(!m_showApiKey); }
-    void toggleShowTokenKey(int bot);
-    void toggleShowFallbackKey(int index);
-    void toggleShowProfileKey(const QString &key);
-    void setChoiceCustomMode(const QString &customKey, bool on);
-
     // ---- bot status and control (the status file, the bot-control request) -----------------
     void refreshStatus() { m_service->refreshStatus(); }
     void sendBotControl(const QString &action) { m_service->sendBotControl(action); }
@@ -255,46 +245,6 @@ public:
 #include "config/configkeys.def"
 #undef VARNOOK_CONFIG_KEY
 #endif
-    const QSet<QString> &choiceCustom() const
-    {
-        return m_choiceCustom;
-    }
-    void setChoiceCustom(const QSet<QString> &value);
-    const std::optional<SidebarItem> &selection() const
-    {
-        return m_selection;
-    }
-    void setSelection(const std::optional<SidebarItem> &value);
-    const std::optional<QString> &alertMessage() const
-    {
-        return m_alertMessage;
-    }
-    void setAlertMessage(const std::optional<QString> &value);
-    bool showApiKey() const
-    {
-        return m_showApiKey;
-    }
-    void setShowApiKey(bool value);
-    const QSet<int> &showTokenKeys() const
-    {
-        return m_showTokenKeys;
-    }
-    void setShowTokenKeys(const QSet<int> &value);
-    const QSet<QString> &showProfileKeys() const
-    {
-        return m_showProfileKeys;
-    }
-    void setShowProfileKeys(const QSet<QString> &value);
-    const QSet<int> &showFallbackKeys() const
-    {
-        return m_showFallbackKeys;
-    }
-    void setShowFallbackKeys(const QSet<int> &value);
-    ColumnVisibility columnVisibility() const
-    {
-        return m_columnVisibility;
-    }
-    void setColumnVisibility(ColumnVisibility value);
     const StatusInfo &status() const
     {
         return m_service->status();
@@ -359,36 +309,11 @@ public:
     {
         m_service->setControlMsg(value);
     }
-    const QString &filter() const
-    {
-        return m_filter;
-    }
-    void setFilter(const QString &value);
     const QList<SkillInfo> &skills() const
     {
         return m_skills;
     }
     void setSkills(const QList<SkillInfo> &value);
-    int skillTab() const
-    {
-        return m_skillTab;
-    }
-    void setSkillTab(int value);
-    const std::optional<int> &skillsBot() const
-    {
-        return m_skillsBot;
-    }
-    void setSkillsBot(const std::optional<int> &value);
-    int registryPage() const
-    {
-        return m_registryPage;
-    }
-    void setRegistryPage(int value);
-    const QString &registryFilter() const
-    {
-        return m_registryFilter;
-    }
-    void setRegistryFilter(const QString &value);
     const QList<RegistryEntry> &githubResults() const
     {
         return m_registry->githubResults();
@@ -488,14 +413,6 @@ Q_SIGNALS:
     void briefingCryptoChanged();
     void autoMemoryChanged();
     void skillSourcesChanged();
-    void choiceCustomChanged();
-    void selectionChanged();
-    void alertMessageChanged();
-    void showApiKeyChanged();
-    void showTokenKeysChanged();
-    void showProfileKeysChanged();
-    void showFallbackKeysChanged();
-    void columnVisibilityChanged();
     void statusChanged();
     void testStateChanged();
     void testingChanged();
@@ -504,12 +421,7 @@ Q_SIGNALS:
     void botControlChanged();
     void controlAtChanged();
     void controlMsgChanged();
-    void filterChanged();
     void skillsChanged();
-    void skillTabChanged();
-    void skillsBotChanged();
-    void registryPageChanged();
-    void registryFilterChanged();
     void githubResultsChanged();
     void catalogEntriesChanged();
     void catalogLoadingChanged();
@@ -523,6 +435,12 @@ Q_SIGNALS:
     void lastSaveErrorChanged();
     // An install finished (for tests and the registry page); ok is false when nothing was written.
     void installFinished(const QString &name, bool ok);
+    // Changes of shape, for whoever keeps state about records by their index (the window's
+    // selection and shown secrets): a bot appended at `index` (after it was saved), a bot removed
+    // from `index` (before the rest is saved), a backup model moved from one index to another.
+    void botAdded(int index);
+    void botRemoved(int index);
+    void fallbackMoved(int from, int to);
 
 private:
     template <typename T> void assign(T &member, const T &value, void (SettingsModel::*signal)())
@@ -534,8 +452,6 @@ private:
     }
     // Announces a change of the store under the name of the value that changed.
     void announce(ConfigKey key);
-    // After a document was applied: a selection that no longer exists goes to the first bot.
-    void keepSelectionValid();
     void setConfig(const ConfigValues &values)
     {
         m_store->setValues(values);
@@ -559,19 +475,6 @@ private:
     ProviderTests *m_providerTests = nullptr;
     RegistryModel *m_registry = nullptr;
 
-    QSet<QString> m_choiceCustom;
-    std::optional<SidebarItem> m_selection;
-    std::optional<QString> m_alertMessage;
-    bool m_showApiKey = false;
-    QSet<int> m_showTokenKeys;
-    QSet<QString> m_showProfileKeys;
-    QSet<int> m_showFallbackKeys;
-    ColumnVisibility m_columnVisibility = ColumnVisibility::All;
-    QString m_filter;
     QList<SkillInfo> m_skills;
-    int m_skillTab = 0;
-    std::optional<int> m_skillsBot;
-    int m_registryPage = 0;
-    QString m_registryFilter;
     QString m_newSource;
 };

@@ -6,6 +6,7 @@
 #include "ui/pages/pages.h"
 #include "ui/sidebaraccessible.h"
 #include "model/settingsmodel.h"
+#include "ui/state/windowstate.h"
 
 #include <QAction>
 #include <QCoreApplication>
@@ -101,6 +102,7 @@ QWidget *editableArea(QWidget *page)
 ContentView::ContentView(SettingsModel *model, QWidget *parent)
     : QWidget(parent)
     , m_model(model)
+    , m_state(WindowState::of(model))
     , m_toolBar(new QToolBar)
     , m_toggle(new QToolButton)
     , m_splitter(new SplitView(Qt::Horizontal))
@@ -126,7 +128,7 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
     Icons::setIcon(m_toggle, u"sidebar.left"_s);
     m_toolBar->addWidget(m_toggle);
     connect(m_toggle, &QToolButton::clicked, this, [this] {
-        m_model->setColumnVisibility(m_model->columnVisibility() == ColumnVisibility::All
+        m_state->setColumnVisibility(m_state->columnVisibility() == ColumnVisibility::All
                                          ? ColumnVisibility::DetailOnly
                                          : ColumnVisibility::All);
     });
@@ -149,15 +151,15 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
     clear->setVisible(false);
     connect(clear, &QAction::triggered, this, [this] {
         m_search->clear();
-        m_model->setFilter(QString());
+        m_state->setFilter(QString());
     });
     connect(m_search, &QLineEdit::textChanged, clear,
             [clear](const QString &text) { clear->setVisible(!text.isEmpty()); });
     m_search->installEventFilter(this);
-    connect(m_search, &QLineEdit::textEdited, m_model, &SettingsModel::setFilter);
-    connect(m_model, &SettingsModel::filterChanged, this, [this] {
-        if (m_search->text() != m_model->filter())
-            m_search->setText(m_model->filter());
+    connect(m_search, &QLineEdit::textEdited, m_state, &WindowState::setFilter);
+    connect(m_state, &WindowState::filterChanged, this, [this] {
+        if (m_search->text() != m_state->filter())
+            m_search->setText(m_state->filter());
     });
 
     buildSidebar();
@@ -215,7 +217,7 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
     auto *find = new QShortcut(QKeySequence::Find, this);
     find->setContext(Qt::WindowShortcut);
     connect(find, &QShortcut::activated, this, [this] {
-        m_model->setColumnVisibility(ColumnVisibility::All);
+        m_state->setColumnVisibility(ColumnVisibility::All);
         m_search->setFocus(Qt::ShortcutFocusReason);
         m_search->selectAll();
     });
@@ -229,11 +231,11 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
         showPage();
     });
     connect(m_model, &SettingsModel::botNicknamesChanged, this, &ContentView::relabelBotRows);
-    connect(m_model, &SettingsModel::selectionChanged, this, [this] {
+    connect(m_state, &WindowState::selectionChanged, this, [this] {
         selectionFromModel();
         showPage();
     });
-    connect(m_model, &SettingsModel::columnVisibilityChanged, this,
+    connect(m_state, &WindowState::columnVisibilityChanged, this,
             &ContentView::applyColumnVisibility);
     connect(m_sidebar, &QTreeWidget::itemSelectionChanged, this, &ContentView::selectionFromList);
     connect(m_model, &SettingsModel::fileProblemChanged, this, &ContentView::applyFileState);
@@ -241,10 +243,10 @@ ContentView::ContentView(SettingsModel *model, QWidget *parent)
 
     // Without a readable configuration file the model selects nothing; a window that opens on
     // an empty page looks broken, so it opens on the first settings page instead.
-    if (!m_model->selection())
-        m_model->setSelection(SidebarItem::defaults(allSections().constFirst()));
+    if (!m_state->selection())
+        m_state->setSelection(SidebarItem::defaults(allSections().constFirst()));
 
-    m_search->setText(m_model->filter());
+    m_search->setText(m_state->filter());
     rebuildBotRows();
     updateAddBot();
     selectionFromModel();
@@ -443,7 +445,7 @@ QTreeWidgetItem *ContentView::itemFor(const SidebarItem &item) const
 void ContentView::selectionFromModel()
 {
     const bool wasSyncing = std::exchange(m_syncing, true);
-    const std::optional<SidebarItem> &selection = m_model->selection();
+    const std::optional<SidebarItem> &selection = m_state->selection();
     QTreeWidgetItem *row = selection ? itemFor(*selection) : nullptr;
     if (row) {
         m_sidebar->setCurrentItem(row);
@@ -463,20 +465,20 @@ void ContentView::selectionFromList()
     // then drops its selection, but the page stays: the selected row is marked again.
     const QTreeWidgetItem *current = m_sidebar->currentItem();
     if (rows.isEmpty() && current && !(current->flags() & Qt::ItemIsSelectable)
-        && m_model->selection()) {
-        if (QTreeWidgetItem *row = itemFor(*m_model->selection())) {
+        && m_state->selection()) {
+        if (QTreeWidgetItem *row = itemFor(*m_state->selection())) {
             const bool wasSyncing = std::exchange(m_syncing, true);
             row->setSelected(true);
             m_syncing = wasSyncing;
             return;
         }
     }
-    m_model->setSelection(rows.isEmpty() ? std::nullopt : sidebarItemOf(rows.constFirst()));
+    m_state->setSelection(rows.isEmpty() ? std::nullopt : sidebarItemOf(rows.constFirst()));
 }
 
 void ContentView::showPage()
 {
-    const std::optional<SidebarItem> &selection = m_model->selection();
+    const std::optional<SidebarItem> &selection = m_state->selection();
     const qsizetype bots = m_model->botTokens().size();
     const bool isBot = selection && selection->isBot();
     if (m_pageBuilt && m_pageItem == selection && (!isBot || m_pageBotCount == bots))
@@ -509,7 +511,7 @@ void ContentView::showPage()
 
 void ContentView::applyColumnVisibility()
 {
-    const bool all = m_model->columnVisibility() == ColumnVisibility::All;
+    const bool all = m_state->columnVisibility() == ColumnVisibility::All;
     if (!all && m_sidebarColumn->isAncestorOf(focusWidget()))
         m_detail->setFocus();
     m_sidebarColumn->setVisible(all);
@@ -562,7 +564,7 @@ bool ContentView::eventFilter(QObject *watched, QEvent *event)
         && static_cast<QKeyEvent *>(event)->key() == Qt::Key_Escape
         && !m_search->text().isEmpty()) {
         m_search->clear();
-        m_model->setFilter(QString());
+        m_state->setFilter(QString());
         return true;
     }
     return QWidget::eventFilter(watched, event);

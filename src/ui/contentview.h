@@ -19,6 +19,7 @@ class QTreeWidget;
 class QTreeWidgetItem;
 class QVBoxLayout;
 class SettingsModel;
+class WindowState;
 
 // The window's content: a toolbar with the sidebar button, the sidebar column (the settings
 // search field above the list of bots and pages) and the detail column with the page of the
@@ -80,6 +81,7 @@ private:
     bool leaveAddBot(int key);
 
     SettingsModel *m_model;
+    WindowState *m_state; // the model's, made by this view
     QToolBar *m_toolBar;
     QToolButton *m_toggle;
     QSplitter *m_splitter;

@@ -4,6 +4,7 @@
 #include "ui/mainwindow.h"
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
+#include "ui/state/windowstate.h"
 
 #include <QApplication>
 #include <QDir>
@@ -36,8 +37,8 @@ QStringList renderPages(SettingsModel *model, const QString &folder)
 {
     if (!QDir().mkpath(folder))
         return {};
-    const std::optional<SidebarItem> selection = model->selection();
-    const QString filter = model->filter();
+    const std::optional<SidebarItem> selection = WindowState::of(model)->selection();
+    const QString filter = WindowState::of(model)->filter();
 
     MainWindow window;
     window.setContentView(new ContentView(model));
@@ -59,17 +60,17 @@ QStringList renderPages(SettingsModel *model, const QString &folder)
         if (window.grab().save(file, "PNG"))
             written.append(file);
     };
-    model->setFilter(QString());
+    WindowState::of(model)->setFilter(QString());
     for (const auto &[item, name] : std::as_const(items)) {
-        model->setSelection(item);
+        WindowState::of(model)->setSelection(item);
         shoot(name);
     }
-    model->setSelection(SidebarItem::defaults(SectionID::Model));
-    model->setFilter(u"API"_s);
+    WindowState::of(model)->setSelection(SidebarItem::defaults(SectionID::Model));
+    WindowState::of(model)->setFilter(u"API"_s);
     shoot(u"search-api"_s);
 
-    model->setFilter(filter);
-    model->setSelection(selection);
+    WindowState::of(model)->setFilter(filter);
+    WindowState::of(model)->setSelection(selection);
     window.hide();
     return written;
 }

@@ -108,80 +108,6 @@ private Q_SLOTS:
         QCOMPARE(model->model(), u"m"_s);
     }
 
-    void selectionStartsOnTheFirstBot()
-    {
-        writeConfig("{\"bot_tokens\": [\"a\", \"b\"]}");
-        const auto model = makeModel();
-        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
-    }
-
-    void selectionStartsOnTheFirstDefaultsPageWithoutBots()
-    {
-        writeConfig("{}");
-        const auto model = makeModel();
-        QCOMPARE(model->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
-    }
-
-    void withoutAFileNothingIsSelected()
-    {
-        const auto model = makeModel();
-        QCOMPARE(model->selection(), std::nullopt);
-    }
-
-    void selectionOfABotThatNoLongerExistsIsRepairedOnApply()
-    {
-        writeConfig("{\"bot_tokens\": [\"a\", \"b\"]}");
-        const auto model = makeModel();
-        model->setSelection(SidebarItem::botAt(1));
-        model->applyDocument(QJsonObject{{"bot_tokens"_L1, QJsonArray{u"a"_s}}});
-        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
-        model->setSelection(SidebarItem::defaults(SectionID::Skills));
-        model->applyDocument(QJsonObject());
-        QCOMPARE(model->selection(), std::optional(SidebarItem::defaults(SectionID::Skills)));
-    }
-
-    void removingTheSelectedFirstBotSelectsTheBotThatMovedUp()
-    {
-        writeConfig("{\"bot_tokens\": [\"a\", \"b\"], \"bot_nicknames\": [\"A\", \"B\"]}");
-        const auto model = makeModel();
-        model->setSelection(SidebarItem::botAt(0));
-        model->removeBot(0);
-        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
-        QCOMPARE(model->botTokens(), QStringList{u"b"_s});
-        QCOMPARE(model->botNicknames(), QStringList{u"B"_s});
-        QCOMPARE(fileObject().value("bot_tokens"_L1).toArray(), QJsonArray{u"b"_s});
-        QCOMPARE(configChangedPosts(), 1);
-    }
-
-    void removingTheOnlyBotSelectsTheFirstDefaultsPage()
-    {
-        writeConfig("{\"bot_tokens\": [\"a\"]}");
-        const auto model = makeModel();
-        model->removeBot(0);
-        QCOMPARE(model->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
-        QVERIFY(model->botTokens().isEmpty());
-        QVERIFY(model->botProfiles().isEmpty());
-    }
-
-    void removingTheSelectedLastBotSelectsTheOneBefore()
-    {
-        writeConfig("{\"bot_tokens\": [\"a\", \"b\", \"c\"]}");
-        const auto model = makeModel();
-        model->setSelection(SidebarItem::botAt(2));
-        model->removeBot(2);
-        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(1)));
-    }
-
-    void removingAnotherBotKeepsTheSelectedNumber()
-    {
-        writeConfig("{\"bot_tokens\": [\"a\", \"b\", \"c\"]}");
-        const auto model = makeModel();
-        model->setSelection(SidebarItem::botAt(2));
-        model->removeBot(0);
-        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(2)));
-        QCOMPARE(model->botTokens().size(), 2);
-    }
-
     void removingABotOutOfRangeChangesNothing()
     {
         writeConfig("{\"bot_tokens\": [\"a\"]}");
@@ -260,25 +186,6 @@ private Q_SLOTS:
         QVERIFY(!model->canAddBot());
         model->setBotTokens({u" x "_s});
         QVERIFY(model->canAddBot());
-    }
-
-    void addBotAppendsAlignedEmptyEntriesSavesAndSelectsIt()
-    {
-        const auto model = makeModel();
-        model->addBot();
-        QCOMPARE(model->botTokens(), QStringList{QString()});
-        QCOMPARE(model->botNicknames(), QStringList{QString()});
-        QCOMPARE(model->botProfiles(), QList<BotProfile>{BotProfile()});
-        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(0)));
-        QCOMPARE(configChangedPosts(), 1);
-        QCOMPARE(fileObject().value("bot_tokens"_L1).toArray(), QJsonArray{u""_s});
-
-        model->addBot(); // blocked: the last token is empty
-        QCOMPARE(model->botTokens().size(), 1);
-        model->setBotToken(0, u"123:abc"_s);
-        model->addBot();
-        QCOMPARE(model->botTokens().size(), 2);
-        QCOMPARE(model->selection(), std::optional(SidebarItem::botAt(1)));
     }
 
     void aCreatedFileIsReadableByItsOwnerOnly()
@@ -506,9 +413,6 @@ private Q_SLOTS:
         QCOMPARE(tokensSpy.size(), 0);
         model->setModel(u"b"_s);
         QCOMPARE(modelSpy.size(), 1); // same value: no announcement
-        QSignalSpy filterSpy(model.get(), &SettingsModel::filterChanged);
-        model->setFilter(u"api"_s);
-        QCOMPARE(filterSpy.size(), 1);
     }
 
     void canAddFallbackNeedsUrlAndModelOfTheLastRow()
@@ -559,50 +463,6 @@ private Q_SLOTS:
 
         model->moveFallback(1, false); // lower priority on the last one
         QCOMPARE(model->fallbacks().at(1).base_url, u"B"_s);
-    }
-
-    void movingABackupMovesItsShownKeyFlag()
-    {
-        writeConfig("{\"fallbacks\": [{\"base_url\": \"A\", \"model\": \"a\"}, {\"base_url\": "
-                    "\"B\", \"model\": \"b\"},"
-                    "{\"base_url\": \"C\", \"model\": \"c\"}]}");
-        const auto model = makeModel();
-        model->toggleShowFallbackKey(0);
-        model->moveFallback(0, false);
-        QCOMPARE(model->fallbacks().at(1).base_url, u"A"_s);
-        QCOMPARE(model->showFallbackKeys(), QSet<int>{1});
-        model->moveFallback(2, true);
-        QCOMPARE(model->fallbacks().at(1).base_url, u"C"_s);
-        QCOMPARE(model->showFallbackKeys(), QSet<int>{2});
-    }
-
-    void botBackupModelsMoveWithoutTheirShownKeyFlags()
-    {
-        writeConfig(
-            "{\"bot_tokens\": [\"t\"], \"bot_profiles\": [{\"fallbacks\": ["
-            "{\"base_url\": \"A\", \"model\": \"a\"}, {\"base_url\": \"B\", \"model\": \"b\"}]}]}");
-        const auto model = makeModel();
-        model->toggleShowProfileKey(u"0-1"_s);
-        model->moveBotFallback(0, 0, true); // the first row cannot be promoted
-        QCOMPARE(model->botProfiles().first().fallbacks.first().base_url, u"A"_s);
-        model->moveBotFallback(0, 1, true);
-        QCOMPARE(model->botProfiles().first().fallbacks.first().base_url, u"B"_s);
-        QCOMPARE(model->showProfileKeys(), QSet<QString>{u"0-1"_s});
-        model->moveBotFallback(0, 1, false); // the last row cannot go lower
-        QCOMPARE(model->botProfiles().first().fallbacks.at(1).base_url, u"A"_s);
-        model->removeBotFallback(0, 0);
-        model->removeBotFallback(0, 5);
-        QCOMPARE(model->botProfiles().first().fallbacks.size(), 1);
-        model->addBotFallback(0);
-        QCOMPARE(model->botProfiles().first().fallbacks.size(), 2);
-        const QJsonArray written = fileObject()
-                                       .value("bot_profiles"_L1)
-                                       .toArray()
-                                       .first()
-                                       .toObject()
-                                       .value("fallbacks"_L1)
-                                       .toArray();
-        QCOMPARE(written.size(), 2);
     }
 
     void botLabelIsTheNicknameOrBotN()

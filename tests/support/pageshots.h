@@ -8,6 +8,7 @@
 #include "ui/mainwindow.h"
 #include "model/settingsmodel.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QDir>
 #include <QLabel>
@@ -82,7 +83,7 @@ inline Shot render(SettingsModel *model, const SidebarItem &item, const QString 
     if (!UiSupport::showWindow(window, model))
         return shot;
     ContentView *content = window.contentView();
-    model->setSelection(item);
+    WindowState::of(model)->setSelection(item);
     UiSupport::settle(150);
     const QPixmap pixmap = window.grab();
     shot.size = pixmap.deviceIndependentSize().toSize();

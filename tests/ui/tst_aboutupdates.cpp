@@ -5,6 +5,7 @@
 #include "service/notificationtransport.h"
 #include "support/pageshots.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QApplication>
 #include <QDesktopServices>
@@ -273,11 +274,11 @@ private Q_SLOTS:
     void aSearchLeavesTheInformationInPlace()
     {
         auto about = show(std::make_unique<AboutView>(m_model.get()));
-        m_model->setFilter(u"zzz"_s);
+        WindowState::of(m_model.get())->setFilter(u"zzz"_s);
         QTest::qWait(20);
         QVERIFY(find<QWidget>(about.get(), u"detailsSection"_s)->isVisible());
         QVERIFY(find<QWidget>(about.get(), u"configPath"_s)->isVisible());
-        m_model->setFilter(QString());
+        WindowState::of(m_model.get())->setFilter(QString());
     }
 
     // Updates opens with the same large heading as the other Defaults pages.
@@ -286,7 +287,7 @@ private Q_SLOTS:
         UpdatesView updates(m_model.get());
         QCOMPARE(updates.page()->headingLabel()->text(), u"Updates"_s);
         QVERIFY(!updates.page()->headingLabel()->isHidden());
-        SettingsPage other(m_model.get(), u"App"_s);
+        SettingsPage other(WindowState::of(m_model.get()), u"App"_s);
         QCOMPARE(updates.page()->headingLabel()->font(), other.headingLabel()->font());
     }
 
@@ -297,7 +298,7 @@ private Q_SLOTS:
         QLabel *heading = about->page()->headingLabel();
         QCOMPARE(heading->text(), u"About"_s);
         QVERIFY(heading->isVisible());
-        SettingsPage other(m_model.get(), u"App"_s);
+        SettingsPage other(WindowState::of(m_model.get()), u"App"_s);
         QCOMPARE(heading->font(), other.headingLabel()->font());
         const auto *title = find<QLabel>(about.get(), u"appTitle"_s);
         QVERIFY(heading->mapTo(about.get(), QPoint(0, heading->height())).y()

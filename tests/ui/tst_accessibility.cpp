@@ -5,6 +5,7 @@
 #include "service/notificationtransport.h"
 #include "support/accessibilitywalk.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAccessible>
 #include <QAccessibleActionInterface>
@@ -82,7 +83,7 @@ class TestAccessibility final : public QObject {
 
     void select(const SidebarItem &item)
     {
-        m_model->setSelection(item);
+        WindowState::of(m_model.get())->setSelection(item);
         UiSupport::settle();
     }
 
@@ -226,13 +227,13 @@ private Q_SLOTS:
     void searchClearButtonIsNamed()
     {
         open(document);
-        m_model->setFilter(u"api"_s);
+        WindowState::of(m_model.get())->setFilter(u"api"_s);
         UiSupport::settle();
         QAccessibleInterface *clear
             = findByName(m_window.get(), QAccessible::Button, u"Clear the search"_s);
         QVERIFY(clear);
         clear->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-        QTRY_COMPARE(m_model->filter(), QString());
+        QTRY_COMPARE(WindowState::of(m_model.get())->filter(), QString());
     }
 
     // The hour and minute menus are named after their row; the value is the time shown.
@@ -280,19 +281,20 @@ private Q_SLOTS:
         QTest::keyClick(sidebar, Qt::Key_Down);
         QTRY_VERIFY(addBot->hasFocus());
         // The page stays while the focus is on the button.
-        QCOMPARE(m_model->selection(), std::optional(SidebarItem::botAt(1)));
+        QCOMPARE(WindowState::of(m_model.get())->selection(), std::optional(SidebarItem::botAt(1)));
         QCOMPARE(view()->currentPage()->objectName(), u"botPage"_s);
         QCOMPARE(sidebar->selectedItems(), QList{view()->itemFor(SidebarItem::botAt(1))});
         QTest::keyClick(addBot, Qt::Key_Up);
         QTRY_VERIFY(sidebar->hasFocus());
-        QCOMPARE(m_model->selection(), std::optional(SidebarItem::botAt(1)));
+        QCOMPARE(WindowState::of(m_model.get())->selection(), std::optional(SidebarItem::botAt(1)));
         QTest::keyClick(sidebar, Qt::Key_Down);
         QTRY_VERIFY(addBot->hasFocus());
         QTest::keyClick(addBot, Qt::Key_Down);
         QTRY_VERIFY(sidebar->hasFocus());
         // Past "Add bot" and the "Defaults" heading, the first page.
         QTest::keyClick(sidebar, Qt::Key_Down);
-        QCOMPARE(m_model->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
+        QCOMPARE(WindowState::of(m_model.get())->selection(),
+                 std::optional(SidebarItem::defaults(SectionID::Model)));
         // And back up to it.
         QTest::keyClick(sidebar, Qt::Key_Up);
         QTest::keyClick(sidebar, Qt::Key_Up);

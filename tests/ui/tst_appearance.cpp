@@ -6,6 +6,7 @@
 #include "service/notificationtransport.h"
 #include "support/testsupport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QApplication>
 #include <QDir>
@@ -61,12 +62,13 @@ class TestAppearance final : public QObject {
         m_host = std::make_unique<QWidget>();
         m_host->resize(640, 240);
         auto *layout = new QVBoxLayout(m_host.get());
-        auto *group = new SettingsGroup(m_model.get(), u"Telegram"_s);
+        auto *group = new SettingsGroup(WindowState::of(m_model.get()), u"Telegram"_s);
         auto *field = new Field;
         field->setObjectName(u"emptyField"_s);
         field->setMinimumWidth(240);
-        group->addWidget(new SettingRow(m_model.get(), u"Allowed chat IDs"_s, {}, field));
-        auto *toggle = new ToggleRow(m_model.get(), u"Backfill missed messages"_s);
+        group->addWidget(
+            new SettingRow(WindowState::of(m_model.get()), u"Allowed chat IDs"_s, {}, field));
+        auto *toggle = new ToggleRow(WindowState::of(m_model.get()), u"Backfill missed messages"_s);
         toggle->toggle()->setObjectName(u"offSwitch"_s);
         group->addWidget(toggle);
         layout->addWidget(group);

@@ -15,6 +15,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QComboBox>
 #include <QAbstractButton>
@@ -208,7 +209,8 @@ private Q_SLOTS:
         BotPage *page = open(0);
         QCOMPARE(explainerOf(page, u"botApiKey"_s), u"Inherits the default: ••••••••"_s);
         QTest::mouseClick(UiSupport::find<QToolButton>(page, u"botApiKeyEye"_s), Qt::LeftButton);
-        QCOMPARE(m_model->showProfileKeys(), QSet<QString>{BotPage::primaryKeyIdentity(0)});
+        QCOMPARE(WindowState::of(m_model.get())->showProfileKeys(),
+                 QSet<QString>{BotPage::primaryKeyIdentity(0)});
         QCOMPARE(BotPage::primaryKeyIdentity(0), u"0-key"_s);
         QCOMPARE(explainerOf(page, u"botApiKey"_s), u"Inherits the default: sk-default"_s);
         QVERIFY(!UiSupport::find<Field>(page, u"botApiKeyField"_s)->isSecure());
@@ -229,7 +231,7 @@ private Q_SLOTS:
 
         QVERIFY(
             UiSupport::choose(UiSupport::find<QComboBox>(second, u"botModeMenu"_s), u"Custom…"_s));
-        QVERIFY(m_model->choiceCustom().contains(u"\\(i):mode"_s));
+        QVERIFY(WindowState::of(m_model.get())->choiceCustom().contains(u"\\(i):mode"_s));
         QCOMPARE(BotPage::modeCustomKey().size(), 9);
         QVERIFY(thirdMode->isCustomMode());
         QVERIFY(UiSupport::find(third, u"botModeCustom"_s)->isVisible());
@@ -237,7 +239,7 @@ private Q_SLOTS:
 
         QVERIFY(UiSupport::choose(UiSupport::find<QComboBox>(second, u"botPersonaMenu"_s),
                                   u"Custom…"_s));
-        QVERIFY(m_model->choiceCustom().contains(u"2:soul"_s));
+        QVERIFY(WindowState::of(m_model.get())->choiceCustom().contains(u"2:soul"_s));
         QVERIFY(UiSupport::find(second, u"botPersonaCustom"_s)->isVisible());
         QVERIFY(!UiSupport::find<ChoiceControl>(third, u"botPersona"_s)->isCustomMode());
         QVERIFY(!UiSupport::find(third, u"botPersonaCustom"_s)->isVisible());
@@ -377,7 +379,7 @@ private Q_SLOTS:
         auto *eye = UiSupport::find<QToolButton>(first, u"botFallback1KeyEye"_s);
         QCOMPARE(eye->toolTip(), u"Show or hide the key"_s);
         QTest::mouseClick(eye, Qt::LeftButton);
-        QCOMPARE(m_model->showProfileKeys(), QSet<QString>{u"0-1"_s});
+        QCOMPARE(WindowState::of(m_model.get())->showProfileKeys(), QSet<QString>{u"0-1"_s});
         QVERIFY(!UiSupport::find<Field>(first, u"botFallback1KeyField"_s)->isSecure());
         QCOMPARE(UiSupport::find<Field>(first, u"botFallback1KeyField"_s)->text(), u"key-b"_s);
         QVERIFY(UiSupport::find<Field>(first, u"botFallback0KeyField"_s)->isSecure());
@@ -394,7 +396,7 @@ private Q_SLOTS:
                           Qt::LeftButton);
         QTest::mouseClick(UiSupport::find<QToolButton>(page, u"botFallback0Down"_s),
                           Qt::LeftButton);
-        QCOMPARE(m_model->showProfileKeys(), QSet<QString>{u"0-0"_s});
+        QCOMPARE(WindowState::of(m_model.get())->showProfileKeys(), QSet<QString>{u"0-0"_s});
         auto *shown = UiSupport::find<Field>(page, u"botFallback0KeyField"_s);
         QVERIFY(!shown->isSecure());
         QCOMPARE(shown->text(), u"key-b"_s);
@@ -413,7 +415,7 @@ private Q_SLOTS:
         auto *eye = UiSupport::find<QToolButton>(page, u"botTokenEye"_s);
         QCOMPARE(eye->toolTip(), u"Show or hide the token"_s);
         QTest::mouseClick(eye, Qt::LeftButton);
-        QCOMPARE(m_model->showTokenKeys(), QSet<int>{1});
+        QCOMPARE(WindowState::of(m_model.get())->showTokenKeys(), QSet<int>{1});
         QVERIFY(!token->isSecure());
     }
 
@@ -455,16 +457,16 @@ private Q_SLOTS:
     {
         load(fourBots());
         BotPage *page = open(1);
-        QVERIFY(!m_model->skillsBot());
+        QVERIFY(!WindowState::of(m_model.get())->skillsBot());
         QTest::mouseClick(UiSupport::find<QPushButton>(page, u"botSkillsOpen"_s), Qt::LeftButton);
-        QCOMPARE(m_model->skillsBot(), std::optional<int>(1));
+        QCOMPARE(WindowState::of(m_model.get())->skillsBot(), std::optional<int>(1));
         BotSkillsSheet *sheet = page->skillsSheet();
         QVERIFY(sheet);
         QTRY_VERIFY(sheet->isVisible());
         QVERIFY(sheet->isModal());
         QCOMPARE(sheet->titleLabel()->text(), u"Skills for Trading"_s);
         QTest::mouseClick(sheet->doneButton(), Qt::LeftButton);
-        QVERIFY(!m_model->skillsBot());
+        QVERIFY(!WindowState::of(m_model.get())->skillsBot());
         QTRY_VERIFY(!page->skillsSheet()); // deleted once closed
     }
 
@@ -472,10 +474,10 @@ private Q_SLOTS:
     {
         load(fourBots());
         BotPage *page = open(0);
-        m_model->setSkillsBot(0);
+        WindowState::of(m_model.get())->setSkillsBot(0);
         QTRY_VERIFY(page->skillsSheet());
         m_pages.clear();
-        QVERIFY(!m_model->skillsBot());
+        QVERIFY(!WindowState::of(m_model.get())->skillsBot());
     }
 
     // ---- removing the bot ------------------------------------------------------------------
@@ -483,11 +485,11 @@ private Q_SLOTS:
     void removingTheSelectedLastBotSelectsTheBotBeforeIt()
     {
         load(fourBots());
-        m_model->setSelection(SidebarItem::botAt(3));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::botAt(3));
         BotPage *page = open(3);
         QTest::mouseClick(UiSupport::find<QPushButton>(page, u"removeBot"_s), Qt::LeftButton);
         QCOMPARE(m_model->botTokens().size(), 3);
-        QCOMPARE(m_model->selection(), std::optional(SidebarItem::botAt(2)));
+        QCOMPARE(WindowState::of(m_model.get())->selection(), std::optional(SidebarItem::botAt(2)));
         QCOMPARE(file().value("bot_tokens"_L1).toArray().size(), 3);
         QCOMPARE(m_transport.posts().size(), 1);
     }
@@ -495,11 +497,12 @@ private Q_SLOTS:
     void removingTheOnlyBotSelectsTheFirstDefaultsPage()
     {
         load("{\"bot_tokens\": [\"1:A\"]}");
-        m_model->setSelection(SidebarItem::botAt(0));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::botAt(0));
         BotPage *page = open(0);
         QTest::mouseClick(UiSupport::find<QPushButton>(page, u"removeBot"_s), Qt::LeftButton);
         QVERIFY(m_model->botTokens().isEmpty());
-        QCOMPARE(m_model->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
+        QCOMPARE(WindowState::of(m_model.get())->selection(),
+                 std::optional(SidebarItem::defaults(SectionID::Model)));
         QVERIFY(file().value("bot_tokens"_L1).toArray().isEmpty());
     }
 
@@ -508,7 +511,7 @@ private Q_SLOTS:
         load(fourBots());
         MainWindow window;
         QVERIFY(UiSupport::showWindow(window, m_model.get()));
-        m_model->setSelection(SidebarItem::botAt(1));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::botAt(1));
         UiSupport::settle();
         auto *button = window.findChild<QPushButton *>(u"removeBot"_s);
         QTest::mouseClick(button, Qt::LeftButton);
@@ -551,7 +554,7 @@ private Q_SLOTS:
         m_model->setBotSkill(1, u"weather"_s, false);
         MainWindow window;
         QVERIFY(UiSupport::showWindow(window, m_model.get()));
-        m_model->setSelection(SidebarItem::botAt(1));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::botAt(1));
         UiSupport::settle();
         auto *page = window.findChild<BotPage *>();
         QVERIFY(page);

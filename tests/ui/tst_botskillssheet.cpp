@@ -10,6 +10,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -229,7 +230,7 @@ private Q_SLOTS:
         page.show();
         QVERIFY(QTest::qWaitForWindowExposed(&page));
         QTest::mouseClick(UiSupport::find<QPushButton>(&page, u"botSkillsOpen"_s), Qt::LeftButton);
-        QCOMPARE(m_model->skillsBot(), std::optional<int>(0));
+        QCOMPARE(WindowState::of(m_model.get())->skillsBot(), std::optional<int>(0));
         QTRY_VERIFY(page.skillsSheet() && page.skillsSheet()->isVisible());
         // Edits in the sheet show on the page behind it.
         QTest::mouseClick(page.skillsSheet()->findChild<SwitchButton *>(u"botSkill:weather"_s),
@@ -237,16 +238,16 @@ private Q_SLOTS:
         QCOMPARE(UiSupport::find<QLabel>(&page, u"botSkillsSummary"_s)->text(),
                  u"1 skill(s) disabled on top of the defaults"_s);
         QTest::keyClick(page.skillsSheet(), Qt::Key_Escape);
-        QVERIFY(!m_model->skillsBot());
+        QVERIFY(!WindowState::of(m_model.get())->skillsBot());
         QTRY_VERIFY(!page.skillsSheet());
 
         // The model can ask for the sheet too, and take it away again.
-        m_model->setSkillsBot(0);
+        WindowState::of(m_model.get())->setSkillsBot(0);
         QTRY_VERIFY(page.skillsSheet() && page.skillsSheet()->isVisible());
-        m_model->setSkillsBot(std::nullopt);
+        WindowState::of(m_model.get())->setSkillsBot(std::nullopt);
         QTRY_VERIFY(!page.skillsSheet());
         // Another bot's sheet is not this page's business.
-        m_model->setSkillsBot(1);
+        WindowState::of(m_model.get())->setSkillsBot(1);
         UiSupport::settle();
         QVERIFY(!page.skillsSheet());
     }
@@ -266,9 +267,9 @@ private Q_SLOTS:
         load(twoBots("{\"enabled_skills\": [\"weather\"]}", "[\"briefing\"]"));
         MainWindow window;
         QVERIFY(UiSupport::showWindow(window, m_model.get()));
-        m_model->setSelection(SidebarItem::botAt(0));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::botAt(0));
         UiSupport::settle();
-        m_model->setSkillsBot(0);
+        WindowState::of(m_model.get())->setSkillsBot(0);
         UiSupport::settle();
         auto *page = window.findChild<BotPage *>();
         QVERIFY(page);
@@ -289,7 +290,7 @@ private Q_SLOTS:
         QVERIFY(!QImage(folder + u"/bot-skills-sheet.png"_s).isNull());
         sheet->reject();
         UiSupport::settle();
-        QVERIFY(!m_model->skillsBot());
+        QVERIFY(!WindowState::of(m_model.get())->skillsBot());
         window.hide();
     }
 };

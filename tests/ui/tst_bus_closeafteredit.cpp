@@ -5,6 +5,7 @@
 #include "model/settingsmodel.h"
 #include "service/dbustransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QGuiApplication>
 #include <QSignalSpy>
@@ -106,7 +107,7 @@ private Q_SLOTS:
             const Target &target = targets.at(round % targets.size());
             m_app->reactivate();
             QVERIFY(QTest::qWaitForWindowExposed(window()));
-            model()->setSelection(target.page);
+            WindowState::of(model())->setSelection(target.page);
             auto *field = UiSupport::find<Field>(window(), target.field);
             QVERIFY(field);
             window()->activateWindow();

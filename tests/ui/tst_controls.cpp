@@ -6,6 +6,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QLabel>
 #include <QSignalSpy>
@@ -70,70 +71,130 @@ private Q_SLOTS:
 
     // ---- filter ----------------------------------------------------------------------------
 
+    // Rows follow whatever filter they are given, not the model: a page shown on its own can
+    // hand in its own search.
+    void rowsAndGroupsFollowAnyRowFilter()
+    {
+        class OwnFilter final : public QObject, public RowFilter {
+        public:
+            QString text;
+            QString rowFilter() const override { return text; }
+            QMetaObject::Connection followRowFilter(QObject *context, std::function<void()> changed,
+                                                    Qt::ConnectionType type) const override
+            {
+                return connect(this, &QObject::objectNameChanged, context, std::move(changed),
+                               type);
+            }
+            void set(const QString &value)
+            {
+                text = value;
+                setObjectName(value); // announces the change
+            }
+        } filter;
+        auto *group = new SettingsGroup(&filter, u"Numbers"_s);
+        auto *tokens = new SettingRow(&filter, u"Max reply tokens"_s, {}, new Field);
+        group->addWidget(tokens);
+        add(group);
+        QVERIFY(tokens->isVisibleTo(m_host.get()));
+        filter.set(u"nickname"_s);
+        QVERIFY(!tokens->matchesFilter());
+        QTRY_VERIFY(!group->isVisibleTo(m_host.get()));
+        filter.set(u"TOKENS"_s);
+        QVERIFY(tokens->matchesFilter());
+        QTRY_VERIFY(group->isVisibleTo(m_host.get()));
+        // The window's search does not reach rows that were given another filter.
+        WindowState::of(m_model.get())->setFilter(u"nickname"_s);
+        QVERIFY(tokens->matchesFilter());
+        delete group; // before the filter it follows goes
+    }
+
+    // A field bound by a configuration key alone shows the store's value, writes what is typed
+    // into the store, and follows a change made elsewhere.
+    void aFieldBoundByItsKeyFollowsTheStoreAndWritesIntoIt()
+    {
+        auto *field = new Field;
+        field->bind(nullptr, Bind::config<ConfigKey::MaxTokens>(&m_model->store()), save());
+        add(new SettingRow(WindowState::of(m_model.get()), u"Max reply tokens"_s, {}, field));
+        QCOMPARE(field->text(), u"350"_s);
+        QSignalSpy announced(m_model.get(), &SettingsModel::maxTokensChanged);
+        field->setFocus();
+        field->selectAll();
+        QTest::keyClicks(field, u"512"_s);
+        QCOMPARE(m_model->maxTokens(), u"512"_s);
+        QCOMPARE(announced.size(), 3); // one per keystroke, under the model's published name
+        QTest::keyClick(field, Qt::Key_Return);
+        QCOMPARE(UiSupport::readConfig(configPath()).value("max_tokens"_L1).toInt(), 512);
+        m_model->store().setMaxTokens(u"800"_s);
+        QCOMPARE(field->text(), u"800"_s);
+    }
+
     void filterApiShowsApiKeyRowIgnoringCaseAndHidesRowsWithoutApi()
     {
-        auto *key
-            = new SettingRow(m_model.get(), u"API key"_s, u"Empty for local servers."_s, new Field);
-        auto *nick = new SettingRow(m_model.get(), u"Nickname"_s, u"A friendly name."_s, new Field);
+        auto *key = new SettingRow(WindowState::of(m_model.get()), u"API key"_s,
+                                   u"Empty for local servers."_s, new Field);
+        auto *nick = new SettingRow(WindowState::of(m_model.get()), u"Nickname"_s,
+                                    u"A friendly name."_s, new Field);
         add(key);
         add(nick);
         showHost();
         QVERIFY(key->isVisible());
         QVERIFY(nick->isVisible());
 
-        m_model->setFilter(u"API"_s);
+        WindowState::of(m_model.get())->setFilter(u"API"_s);
         QVERIFY(key->isVisible());
         QVERIFY(!nick->isVisible());
 
-        m_model->setFilter(u"api"_s);
+        WindowState::of(m_model.get())->setFilter(u"api"_s);
         QVERIFY(key->isVisible());
         QVERIFY(!nick->isVisible());
 
-        m_model->setFilter(QString());
+        WindowState::of(m_model.get())->setFilter(QString());
         QVERIFY(nick->isVisible());
     }
 
     void twoWordFilterMatchesOnlyWhereTheWordsStandTogether()
     {
-        auto *row = new SettingRow(m_model.get(), u"Max reply tokens"_s,
+        auto *row = new SettingRow(WindowState::of(m_model.get()), u"Max reply tokens"_s,
                                    u"Safety ceiling for model replies."_s, new Field);
         add(row);
         showHost();
 
-        m_model->setFilter(u"reply tokens"_s);
+        WindowState::of(m_model.get())->setFilter(u"reply tokens"_s);
         QVERIFY(row->isVisible());
-        m_model->setFilter(u"tokens reply"_s);
+        WindowState::of(m_model.get())->setFilter(u"tokens reply"_s);
         QVERIFY(!row->isVisible());
         // Title and explainer are joined by one blank, so a phrase may span them.
-        m_model->setFilter(u"tokens safety"_s);
+        WindowState::of(m_model.get())->setFilter(u"tokens safety"_s);
         QVERIFY(row->isVisible());
         // No trimming: a leading blank must be matched too.
-        m_model->setFilter(u" max"_s);
+        WindowState::of(m_model.get())->setFilter(u" max"_s);
         QVERIFY(!row->isVisible());
     }
 
     void rowHiddenByFilterTakesNoSpace()
     {
-        auto *first = new SettingRow(m_model.get(), u"Allowed chat IDs"_s, {}, new Field);
-        auto *second = new SettingRow(m_model.get(), u"Briefing prompt"_s, {}, new Field);
+        auto *first
+            = new SettingRow(WindowState::of(m_model.get()), u"Allowed chat IDs"_s, {}, new Field);
+        auto *second
+            = new SettingRow(WindowState::of(m_model.get()), u"Briefing prompt"_s, {}, new Field);
         add(first);
         add(second);
         showHost();
         const int secondTop = second->geometry().top();
         QVERIFY(secondTop > first->geometry().top());
 
-        m_model->setFilter(u"briefing"_s);
+        WindowState::of(m_model.get())->setFilter(u"briefing"_s);
         QTRY_VERIFY(second->geometry().top() < secondTop);
         QCOMPARE(second->geometry().top(), m_host->layout()->contentsMargins().top());
     }
 
     void changedExplainerIsSearchedAgain()
     {
-        auto *row = new SettingRow(m_model.get(), u"Allowed chat IDs"_s,
+        auto *row = new SettingRow(WindowState::of(m_model.get()), u"Allowed chat IDs"_s,
                                    u"Inherits the default (not set)"_s, new Field);
         add(row);
         showHost();
-        m_model->setFilter(u"overrides"_s);
+        WindowState::of(m_model.get())->setFilter(u"overrides"_s);
         QVERIFY(!row->isVisible());
         row->setExplainer(u"Overrides the default (1, 2)"_s);
         QVERIFY(row->isVisible());
@@ -142,25 +203,27 @@ private Q_SLOTS:
 
     void groupWithoutMatchingRowsHidesItsTitleToo()
     {
-        SettingsPage page(m_model.get(), u"Defaults"_s);
+        SettingsPage page(WindowState::of(m_model.get()), u"Defaults"_s);
         SettingsGroup *chats = page.addGroup(u"Chats & briefing"_s);
-        chats->addWidget(new SettingRow(m_model.get(), u"Allowed chat IDs"_s, {}, new Field));
+        chats->addWidget(
+            new SettingRow(WindowState::of(m_model.get()), u"Allowed chat IDs"_s, {}, new Field));
         SettingsGroup *behaviour = page.addGroup(u"Behaviour"_s);
-        behaviour->addWidget(new SettingRow(m_model.get(), u"Memories per user"_s, {}, new Field));
+        behaviour->addWidget(
+            new SettingRow(WindowState::of(m_model.get()), u"Memories per user"_s, {}, new Field));
         page.resize(700, 500);
         page.show();
         QVERIFY(QTest::qWaitForWindowExposed(&page));
 
-        m_model->setFilter(u"MEMOR"_s);
+        WindowState::of(m_model.get())->setFilter(u"MEMOR"_s);
         QTRY_VERIFY(!chats->isVisible());
         QVERIFY(behaviour->isVisible());
-        m_model->setFilter(QString());
+        WindowState::of(m_model.get())->setFilter(QString());
         QTRY_VERIFY(chats->isVisible());
     }
 
     void statusRowSearchesLabelAndValueAndShowsDotAndColour()
     {
-        auto *row = new StatusRow(m_model.get(), u"Status"_s);
+        auto *row = new StatusRow(WindowState::of(m_model.get()), u"Status"_s);
         row->setValue(u"Running as @momo_bot"_s, StatusColors::good());
         row->setDot(StatusColors::good());
         add(row);
@@ -170,11 +233,11 @@ private Q_SLOTS:
         QVERIFY(row->findChild<QWidget *>(u"dot"_s)->isVisible());
         QCOMPARE(row->findChild<QWidget *>(u"dot"_s)->size(), QSize(8, 8));
 
-        m_model->setFilter(u"momo"_s);
+        WindowState::of(m_model.get())->setFilter(u"momo"_s);
         QVERIFY(row->isVisible());
-        m_model->setFilter(u"status running"_s);
+        WindowState::of(m_model.get())->setFilter(u"status running"_s);
         QVERIFY(row->isVisible());
-        m_model->setFilter(u"stopped"_s);
+        WindowState::of(m_model.get())->setFilter(u"stopped"_s);
         QVERIFY(!row->isVisible());
         row->setValue(u"Stopped"_s);
         QVERIFY(row->isVisible());
@@ -185,9 +248,10 @@ private Q_SLOTS:
 
     void untrustedTextIsShownAsPlainText()
     {
-        auto *status = new StatusRow(m_model.get(), u"Status"_s);
+        auto *status = new StatusRow(WindowState::of(m_model.get()), u"Status"_s);
         status->setValue(u"Running as <b>x</b>"_s);
-        auto *row = new SettingRow(m_model.get(), u"<i>title</i>"_s, u"<b>x</b>"_s, new Field);
+        auto *row = new SettingRow(WindowState::of(m_model.get()), u"<i>title</i>"_s, u"<b>x</b>"_s,
+                                   new Field);
         add(status);
         add(row);
         showHost();
@@ -196,7 +260,8 @@ private Q_SLOTS:
         QCOMPARE(status->valueLabel()->text(), u"Running as <b>x</b>"_s);
 
         // A title with a buddy would turn "&" into a keyboard mnemonic: it is drawn as written.
-        auto *ampersand = new SettingRow(m_model.get(), u"Q&A &lt;b&gt;"_s, {}, new Field);
+        auto *ampersand
+            = new SettingRow(WindowState::of(m_model.get()), u"Q&A &lt;b&gt;"_s, {}, new Field);
         add(ampersand);
         QCOMPARE(ampersand->titleLabel()->buddy(), ampersand->control());
         QString drawn;
@@ -217,11 +282,13 @@ private Q_SLOTS:
     {
         auto *named = new Field;
         named->setObjectName(u"primaryUrl"_s);
-        auto *urlRow = new SettingRow(m_model.get(), u"Server URL (required)"_s, {}, named);
-        auto *plainRow = new SettingRow(m_model.get(), u"API key"_s, {}, new Field);
+        auto *urlRow
+            = new SettingRow(WindowState::of(m_model.get()), u"Server URL (required)"_s, {}, named);
+        auto *plainRow
+            = new SettingRow(WindowState::of(m_model.get()), u"API key"_s, {}, new Field);
         auto *secret = new SecretField(SecretField::keyHelp());
         secret->setObjectName(u"primaryKey"_s);
-        auto *secretRow = new SettingRow(m_model.get(), u"API key"_s, {}, secret);
+        auto *secretRow = new SettingRow(WindowState::of(m_model.get()), u"API key"_s, {}, secret);
         add(urlRow);
         add(plainRow);
         add(secretRow);
@@ -244,9 +311,9 @@ private Q_SLOTS:
     {
         auto *url = new Field;
         auto *key = new SecretField(SecretField::keyHelp());
-        auto *toggle = new ToggleRow(m_model.get(), u"Show in Dock"_s);
-        add(new SettingRow(m_model.get(), u"Server URL"_s, {}, url));
-        add(new SettingRow(m_model.get(), u"API key"_s, {}, key));
+        auto *toggle = new ToggleRow(WindowState::of(m_model.get()), u"Show in Dock"_s);
+        add(new SettingRow(WindowState::of(m_model.get()), u"Server URL"_s, {}, url));
+        add(new SettingRow(WindowState::of(m_model.get()), u"API key"_s, {}, key));
         add(toggle);
         showHost();
         m_host->activateWindow();
@@ -267,8 +334,8 @@ private Q_SLOTS:
 
     void togglingWritesTheValueThenRunsOnToggle()
     {
-        auto *row
-            = new ToggleRow(m_model.get(), u"Show in Dock"_s, u"Menu bar app icon in the Dock."_s);
+        auto *row = new ToggleRow(WindowState::of(m_model.get()), u"Show in Dock"_s,
+                                  u"Menu bar app icon in the Dock."_s);
         QList<bool> seenByOnToggle;
         row->bind(Bind::flag(m_model.get(), &SettingsModel::showInDock,
                              &SettingsModel::setShowInDock, &SettingsModel::showInDockChanged),
@@ -433,8 +500,8 @@ private Q_SLOTS:
         secret->bind(m_model.get(),
                      Bind::text(m_model.get(), &SettingsModel::apiKey, &SettingsModel::setApiKey,
                                 &SettingsModel::apiKeyChanged),
-                     save(), Bind::shownApiKey(m_model.get()));
-        add(new SettingRow(m_model.get(), u"API key"_s, {}, secret));
+                     save(), Bind::shownApiKey(WindowState::of(m_model.get())));
+        add(new SettingRow(WindowState::of(m_model.get()), u"API key"_s, {}, secret));
         showHost();
         auto *field = UiSupport::find<Field>(m_host.get(), u"apiKeyField"_s);
         auto *eye = UiSupport::find<QToolButton>(m_host.get(), u"apiKeyEye"_s);
@@ -445,12 +512,12 @@ private Q_SLOTS:
         QVERIFY(!eye->icon().isNull());
 
         QTest::mouseClick(eye, Qt::LeftButton);
-        QVERIFY(m_model->showApiKey());
+        QVERIFY(WindowState::of(m_model.get())->showApiKey());
         QCOMPARE(field->echoMode(), QLineEdit::Normal);
         QCOMPARE(eye->property("symbol").toString(), u"eye.slash"_s);
 
         QTest::mouseClick(eye, Qt::LeftButton);
-        QVERIFY(!m_model->showApiKey());
+        QVERIFY(!WindowState::of(m_model.get())->showApiKey());
         QCOMPARE(field->echoMode(), QLineEdit::Password);
         QCOMPARE(eye->property("symbol").toString(), u"eye"_s);
     }
@@ -462,10 +529,10 @@ private Q_SLOTS:
         m_model->addBot();
         auto *first = new SecretField(SecretField::tokenHelp());
         first->bind(m_model.get(), Bind::botToken(m_model.get(), 0), save(),
-                    Bind::shownToken(m_model.get(), 0));
+                    Bind::shownToken(WindowState::of(m_model.get()), 0));
         auto *second = new SecretField(SecretField::tokenHelp());
         second->bind(m_model.get(), Bind::botToken(m_model.get(), 1), save(),
-                     Bind::shownToken(m_model.get(), 1));
+                     Bind::shownToken(WindowState::of(m_model.get()), 1));
         add(first);
         add(second);
         showHost();
@@ -473,7 +540,7 @@ private Q_SLOTS:
         QCOMPARE(first->eyeButton()->toolTip(), u"Show or hide the token"_s);
 
         QTest::mouseClick(second->eyeButton(), Qt::LeftButton);
-        QCOMPARE(m_model->showTokenKeys(), QSet<int>{1});
+        QCOMPARE(WindowState::of(m_model.get())->showTokenKeys(), QSet<int>{1});
         QCOMPARE(first->field()->echoMode(), QLineEdit::Password);
         QCOMPARE(second->field()->echoMode(), QLineEdit::Normal);
     }
@@ -486,11 +553,11 @@ private Q_SLOTS:
         m_model->addBotFallback(0);
         auto *row1 = new SecretField(SecretField::keyHelp());
         row1->bind(m_model.get(), Bind::botFallbackText(m_model.get(), 0, 1, &Fallback::api_key),
-                   save(), Bind::shownProfileKey(m_model.get(), u"0-1"_s));
+                   save(), Bind::shownProfileKey(WindowState::of(m_model.get()), u"0-1"_s));
         add(row1);
         showHost();
         QTest::mouseClick(row1->eyeButton(), Qt::LeftButton);
-        QCOMPARE(m_model->showProfileKeys(), QSet<QString>{u"0-1"_s});
+        QCOMPARE(WindowState::of(m_model.get())->showProfileKeys(), QSet<QString>{u"0-1"_s});
         row1->field()->setFocus();
         QTest::keyClicks(row1->field(), u"sk-1"_s);
         QTest::keyClick(row1->field(), Qt::Key_Return);

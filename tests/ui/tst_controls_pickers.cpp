@@ -6,6 +6,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QComboBox>
 #include <QPushButton>
@@ -70,7 +71,8 @@ class TestControlsPickers final : public QObject {
         choice->setObjectName(u"soul"_s);
         choice->bind(
             m_model.get(), [defaultValue] { return defaultValue; }, [catalog] { return catalog; },
-            u"defaults:soul"_s, soulFile(), save());
+            Bind::customMode(WindowState::of(m_model.get()), u"defaults:soul"_s), soulFile(),
+            save());
         return choice;
     }
 
@@ -285,7 +287,7 @@ private Q_SLOTS:
         QCOMPARE(choice->menu()->currentText(), u"soul.md"_s);
 
         QVERIFY(UiSupport::choose(choice->menu(), u"Custom…"_s));
-        QVERIFY(m_model->choiceCustom().contains(u"defaults:soul"_s));
+        QVERIFY(WindowState::of(m_model.get())->choiceCustom().contains(u"defaults:soul"_s));
         QCOMPARE(m_model->soulFile(), u"soul.md"_s); // left unchanged
         QVERIFY(choice->customField()->isVisible());
         QCOMPARE(choice->customField()->text(), u"soul.md"_s);
@@ -301,7 +303,7 @@ private Q_SLOTS:
 
         QVERIFY(UiSupport::choose(choice->menu(), u"Use default: (not set)"_s));
         QCOMPARE(m_model->soulFile(), QString());
-        QVERIFY(!m_model->choiceCustom().contains(u"defaults:soul"_s));
+        QVERIFY(!WindowState::of(m_model.get())->choiceCustom().contains(u"defaults:soul"_s));
         QVERIFY(!choice->isCustomMode());
         QVERIFY(!choice->customField()->isVisible());
         QCOMPARE(choice->menu()->currentIndex(), 0);
@@ -313,11 +315,12 @@ private Q_SLOTS:
         auto *second = new ChoiceControl;
         second->bind(
             m_model.get(), [] { return QString(); }, [] { return QStringList{}; },
-            u"defaults:soul"_s, soulFile(), save());
+            Bind::customMode(WindowState::of(m_model.get()), u"defaults:soul"_s), soulFile(),
+            save());
         auto *other = new ChoiceControl;
         other->bind(
-            m_model.get(), [] { return QString(); }, [] { return QStringList{}; }, u"1:soul"_s,
-            soulFile(), save());
+            m_model.get(), [] { return QString(); }, [] { return QStringList{}; },
+            Bind::customMode(WindowState::of(m_model.get()), u"1:soul"_s), soulFile(), save());
         show(first);
         m_host->layout()->addWidget(second);
         m_host->layout()->addWidget(other);
@@ -338,7 +341,8 @@ private Q_SLOTS:
             [] {
                 return QStringList{u"soul.md"_s, u"persona-x.md"_s};
             },
-            u"0:soul"_s, Bind::botProfileText(m_model.get(), 0, &BotProfile::soulFile), save(),
+            Bind::customMode(WindowState::of(m_model.get()), u"0:soul"_s),
+            Bind::botProfileText(m_model.get(), 0, &BotProfile::soulFile), save(),
             {&SettingsModel::soulFileChanged});
         show(choice);
         QCOMPARE(UiSupport::entries(choice->menu()),
@@ -357,7 +361,8 @@ private Q_SLOTS:
         settle();
         auto *mode = new ModeControl;
         mode->setObjectName(u"mode"_s);
-        mode->bind(m_model.get(), [this] { return m_model->botMode(); }, u"\\(i):mode"_s,
+        mode->bind(m_model.get(), [this] { return m_model->botMode(); },
+                   Bind::customMode(WindowState::of(m_model.get()), u"\\(i):mode"_s),
                    Bind::botProfileText(m_model.get(), 0, &BotProfile::botMode), save(),
                    {&SettingsModel::botModeChanged});
         show(mode);
@@ -378,7 +383,8 @@ private Q_SLOTS:
         auto *mode = new ModeControl;
         mode->setObjectName(u"mode"_s);
         mode->bind(
-            m_model.get(), [this] { return m_model->botMode(); }, u"\\(i):mode"_s,
+            m_model.get(), [this] { return m_model->botMode(); },
+            Bind::customMode(WindowState::of(m_model.get()), u"\\(i):mode"_s),
             Bind::botProfileText(m_model.get(), 0, &BotProfile::botMode), save());
         show(mode);
         QVERIFY(mode->isCustomMode());
@@ -391,7 +397,8 @@ private Q_SLOTS:
         m_model->setBotMode(QString());
         auto *mode = new ModeControl;
         mode->bind(
-            m_model.get(), [this] { return m_model->botMode(); }, u"m"_s,
+            m_model.get(), [this] { return m_model->botMode(); },
+            Bind::customMode(WindowState::of(m_model.get()), u"m"_s),
             Bind::text(m_model.get(), &SettingsModel::botMode, &SettingsModel::setBotMode,
                        &SettingsModel::botModeChanged),
             save());

@@ -5,6 +5,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QFrame>
 #include <QJsonDocument>
@@ -82,7 +83,7 @@ private Q_SLOTS:
 
         // Every page: the banner above it, its controls switched off.
         for (SectionID section : allSections()) {
-            m_model->setSelection(SidebarItem::defaults(section));
+            WindowState::of(m_model.get())->setSelection(SidebarItem::defaults(section));
             QVERIFY(banner->isVisible());
             QVERIFY2(!editableContent()->isEnabled(), qPrintable(sectionTitle(section)));
         }
@@ -96,7 +97,7 @@ private Q_SLOTS:
         QTRY_VERIFY(!banner->isVisible());
         QVERIFY(editableContent()->isEnabled());
         QVERIFY(view()->addBotButton()->isEnabled());
-        m_model->setSelection(SidebarItem::defaults(SectionID::Model));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::defaults(SectionID::Model));
         QCOMPARE(UiSupport::find<Field>(view(), u"primaryModel"_s)->text(), u"m"_s);
     }
 
@@ -118,7 +119,7 @@ private Q_SLOTS:
     {
         QVERIFY(TestSupport::writeFile(configPath(), "{\"model\": \"m\"}"));
         open();
-        m_model->setSelection(SidebarItem::defaults(SectionID::Model));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::defaults(SectionID::Model));
         QVERIFY(!view()->saveErrorBanner()->isVisible());
         auto *field = UiSupport::find<Field>(view(), u"primaryModel"_s);
         field->setFocus();

@@ -5,6 +5,7 @@
 #include "service/notificationtransport.h"
 #include "support/pageshots.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -177,7 +178,7 @@ private Q_SLOTS:
         QTRY_COMPARE(m_window->size(), size);
         const QString shots = PageShots::folder(m_dir.path());
         for (const SidebarItem &item : everyPage()) {
-            m_model->setSelection(item);
+            WindowState::of(m_model.get())->setSelection(item);
             UiSupport::settle(100);
             const QString name
                 = item.isBot() ? u"bot-%1"_s.arg(item.bot + 1) : sectionRawValue(item.section);
@@ -200,7 +201,7 @@ private Q_SLOTS:
     // A long nickname as the page heading ends in "…"; hovering it shows it whole, as written.
     void elidedTextsShowWholeWhenHovered()
     {
-        m_model->setSelection(SidebarItem::botAt(0));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::botAt(0));
         UiSupport::settle(100);
         auto *heading = UiSupport::find<ElidingLabel>(view()->currentPage(), u"pageHeading"_s);
         QVERIFY(heading);
@@ -215,7 +216,7 @@ private Q_SLOTS:
         QToolTip::hideText();
 
         // The status line too.
-        m_model->setSelection(SidebarItem::defaults(SectionID::Model));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::defaults(SectionID::Model));
         UiSupport::settle(100);
         auto *status = UiSupport::find<StatusRow>(view()->currentPage(), u"statusRow"_s);
         QVERIFY(status);
@@ -231,7 +232,7 @@ private Q_SLOTS:
     // scrolls sideways to what does not fit, instead of cutting it off.
     void aWindowBelowItsMinimumScrollsSideways()
     {
-        m_model->setSelection(SidebarItem::defaults(SectionID::Telegram));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::defaults(SectionID::Telegram));
         UiSupport::settle(100);
         m_window->windowHandle()->resize(700, 500);
         QTRY_COMPARE(m_window->width(), 700);

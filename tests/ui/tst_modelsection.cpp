@@ -7,6 +7,7 @@
 #include "support/fakeproviderserver.h"
 #include "support/pageshots.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -285,7 +286,7 @@ private Q_SLOTS:
         QCOMPARE(key->echoMode(), QLineEdit::Password);
         click(u"primaryKeyEye"_s);
         QCOMPARE(key->echoMode(), QLineEdit::Normal);
-        QVERIFY(m_model->showApiKey());
+        QVERIFY(WindowState::of(m_model.get())->showApiKey());
         click(u"primaryKeyEye"_s);
         QCOMPARE(key->echoMode(), QLineEdit::Password);
     }
@@ -537,7 +538,7 @@ private Q_SLOTS:
     void filterApiShowsTheKeyRowsWithTheirBackupHeaders()
     {
         open(threeProviders());
-        m_model->setFilter(u"API"_s);
+        WindowState::of(m_model.get())->setFilter(u"API"_s);
         QTRY_VERIFY(!widget(u"statusGroup"_s)->isVisible());
         QVERIFY(widget(u"apiKeyRow"_s)->isVisible());
         QVERIFY(!widget(u"nicknameRow"_s)->isVisible());
@@ -550,11 +551,11 @@ private Q_SLOTS:
         QVERIFY(!widget(u"fallback0NicknameRow"_s)->isVisible());
         QVERIFY(widget(u"fallback0Header"_s)->isVisible());
 
-        m_model->setFilter(u"menu bar picker"_s);
+        WindowState::of(m_model.get())->setFilter(u"menu bar picker"_s);
         QTRY_VERIFY(!widget(u"backupModelsGroup"_s)->isVisible());
         QVERIFY(widget(u"nicknameRow"_s)->isVisible());
 
-        m_model->setFilter(QString());
+        WindowState::of(m_model.get())->setFilter(QString());
         QTRY_VERIFY(widget(u"backupModelsGroup"_s)->isVisible());
         QVERIFY(widget(u"statusGroup"_s)->isVisible());
         QVERIFY(widget(u"fallback0NicknameRow"_s)->isVisible());

@@ -5,6 +5,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QApplication>
 #include <QLabel>
@@ -85,13 +86,13 @@ private Q_SLOTS:
         for (SectionID section : allSections())
             items.append(SidebarItem::defaults(section));
         for (const auto &item : std::as_const(items)) {
-            model.setSelection(item);
+            WindowState::of(&model)->setSelection(item);
             QCoreApplication::processEvents();
         }
-        model.setSelection(SidebarItem::defaults(SectionID::Model));
-        model.setFilter(u"API"_s);
+        WindowState::of(&model)->setSelection(SidebarItem::defaults(SectionID::Model));
+        WindowState::of(&model)->setFilter(u"API"_s);
         QCoreApplication::processEvents();
-        model.setFilter(QString());
+        WindowState::of(&model)->setFilter(QString());
         QCoreApplication::processEvents();
 
         QVERIFY2(watcher.shown.isEmpty(), qPrintable(watcher.report()));
@@ -109,22 +110,22 @@ private Q_SLOTS:
         QVBoxLayout *layout = host.layout;
         WindowWatcher watcher;
 
-        auto *row = new SettingRow(&model, u"Allowed chat IDs"_s);
+        auto *row = new SettingRow(WindowState::of(&model), u"Allowed chat IDs"_s);
         layout->addWidget(row);
         QCoreApplication::processEvents();
         QVERIFY(row->isVisible());
-        model.setFilter(u"memory"_s);
+        WindowState::of(&model)->setFilter(u"memory"_s);
         QVERIFY(!row->isVisible());
-        model.setFilter(u"chat"_s);
+        WindowState::of(&model)->setFilter(u"chat"_s);
         QVERIFY(row->isVisible());
 
-        model.setFilter(u"memory"_s);
-        auto *group = new SettingsGroup(&model, u"Telegram"_s);
+        WindowState::of(&model)->setFilter(u"memory"_s);
+        auto *group = new SettingsGroup(WindowState::of(&model), u"Telegram"_s);
         layout->addWidget(group);
-        group->addWidget(new SettingRow(&model, u"Allowed chat IDs"_s));
+        group->addWidget(new SettingRow(WindowState::of(&model), u"Allowed chat IDs"_s));
         QCoreApplication::processEvents();
         QVERIFY(!group->isVisible());
-        auto *matching = new SettingRow(&model, u"Auto-memory"_s);
+        auto *matching = new SettingRow(WindowState::of(&model), u"Auto-memory"_s);
         group->addWidget(matching);
         QCoreApplication::processEvents();
         QVERIFY(group->isVisible());

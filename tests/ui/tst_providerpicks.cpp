@@ -16,6 +16,7 @@
 #include "support/pageshots.h"
 #include "support/silentserver.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAbstractItemView>
 #include <QApplication>
@@ -334,11 +335,11 @@ private Q_SLOTS:
         open(primaryAndBackup());
         QTest::mouseClick(widget<QPushButton>(u"testAll"_s), Qt::LeftButton);
         QTRY_COMPARE(widget<QLabel>(u"testAllSummary"_s)->text(), u"2 of 2 answered"_s);
-        m_model->setFilter(u"nickname"_s);
+        WindowState::of(m_model.get())->setFilter(u"nickname"_s);
         UiSupport::settle();
         QVERIFY(!widget(u"testAllTable"_s)->isVisible());
         QVERIFY(!widget(u"testAllSummary"_s)->isVisible());
-        m_model->setFilter(u"test all"_s);
+        WindowState::of(m_model.get())->setFilter(u"test all"_s);
         UiSupport::settle();
         QVERIFY(widget(u"testAllTable"_s)->isVisible());
     }

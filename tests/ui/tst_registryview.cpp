@@ -13,6 +13,7 @@
 #include "service/notificationtransport.h"
 #include "support/fakegithub.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAction>
 #include <QAbstractButton>
@@ -139,7 +140,7 @@ private Q_SLOTS:
         QVERIFY(!clear->isVisible()); // nothing to clear yet
 
         typeSearch(u"brand"_s);
-        QCOMPARE(m_model->registryFilter(), u"brand"_s);
+        QCOMPARE(WindowState::of(m_model.get())->registryFilter(), u"brand"_s);
         QVERIFY(clear->isVisible());
         QCOMPARE(shownTitles(), QStringList{u"Brand guidelines"_s});
 
@@ -153,7 +154,7 @@ private Q_SLOTS:
         QTest::mouseClick(button, Qt::LeftButton);
         UiSupport::settle();
         QCOMPARE(search->text(), QString());
-        QCOMPARE(m_model->registryFilter(), QString());
+        QCOMPARE(WindowState::of(m_model.get())->registryFilter(), QString());
         QVERIFY(!clear->isVisible());
         QCOMPARE(shownTitles().size(), 10);
     }
@@ -188,7 +189,7 @@ private Q_SLOTS:
         click(u"nextPage"_s);
         UiSupport::settle();
         QCOMPARE(indicator(), u"2 / 3"_s);
-        QCOMPARE(m_model->registryPage(), 1);
+        QCOMPARE(WindowState::of(m_model.get())->registryPage(), 1);
         QCOMPARE(shownTitles().size(), 10);
         click(u"nextPage"_s);
         UiSupport::settle();
@@ -206,9 +207,9 @@ private Q_SLOTS:
         open();
         click(u"nextPage"_s);
         click(u"nextPage"_s);
-        QCOMPARE(m_model->registryPage(), 2);
+        QCOMPARE(WindowState::of(m_model.get())->registryPage(), 2);
         typeSearch(u"s"_s);
-        QCOMPARE(m_model->registryPage(), 0);
+        QCOMPARE(WindowState::of(m_model.get())->registryPage(), 0);
         QVERIFY(indicator().startsWith(u"1 / "_s));
     }
 
@@ -454,7 +455,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(!m_model->catalogLoading(), timeout);
         QStringList all;
         for (int page = 0; page < 3; ++page) {
-            m_model->setRegistryPage(page);
+            WindowState::of(m_model.get())->setRegistryPage(page);
             UiSupport::settle();
             all += shownTitles();
         }
@@ -625,7 +626,7 @@ private Q_SLOTS:
             ModelEnvironment{&m_transport, &m_network, m_github->apiBase(), m_github->rawBase()});
         MainWindow window;
         QVERIFY(UiSupport::showWindow(window, m_model.get()));
-        m_model->setSelection(SidebarItem::defaults(SectionID::Registry));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::defaults(SectionID::Registry));
         UiSupport::settle();
         auto *view = window.findChild<RegistryView *>();
         QVERIFY(view);

@@ -8,6 +8,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAbstractButton>
 #include <QAction>
@@ -205,7 +206,8 @@ private Q_SLOTS:
         const QString missing = m_dir.filePath(u"missing/bot-config.json"_s);
         launch("{}", {u"varnook-settings"_s, missing});
         QCOMPARE(model()->path(), missing);
-        QCOMPARE(model()->selection(), std::optional(SidebarItem::defaults(SectionID::Model)));
+        QCOMPARE(WindowState::of(model())->selection(),
+                 std::optional(SidebarItem::defaults(SectionID::Model)));
         QCOMPARE(sidebar()->currentItem()->text(0), u"Model"_s);
         QCOMPARE(view()->currentPage()->objectName(), u"modelPage"_s);
     }
@@ -219,7 +221,7 @@ private Q_SLOTS:
 
         QTest::mouseClick(addBot(), Qt::LeftButton);
         QCOMPARE(botLabels(), QStringList{u"Bot 1"_s});
-        QCOMPARE(model()->selection(), std::optional(SidebarItem::botAt(0)));
+        QCOMPARE(WindowState::of(model())->selection(), std::optional(SidebarItem::botAt(0)));
         QCOMPARE(sidebar()->currentItem()->text(0), u"Bot 1"_s);
         QVERIFY(!addBot()->isEnabled());
         QCOMPARE(UiSupport::readConfig(configPath()).value(u"bot_tokens"_s).toArray().size(), 1);
@@ -267,19 +269,20 @@ private Q_SLOTS:
     {
         launch(R"({"bot_tokens": ["1:a", "2:b"]})");
         clickRow(view()->itemFor(SidebarItem::defaults(SectionID::Telegram)));
-        QCOMPARE(model()->selection(), std::optional(SidebarItem::defaults(SectionID::Telegram)));
+        QCOMPARE(WindowState::of(model())->selection(),
+                 std::optional(SidebarItem::defaults(SectionID::Telegram)));
         QCOMPARE(view()->currentPage()->objectName(), u"telegramPage"_s);
 
-        model()->setSelection(SidebarItem::botAt(1));
+        WindowState::of(model())->setSelection(SidebarItem::botAt(1));
         QCOMPARE(sidebar()->currentItem(), view()->itemFor(SidebarItem::botAt(1)));
         QCOMPARE(view()->currentPage()->objectName(), u"botPage"_s);
 
         // Keyboard: the arrow keys walk the list and the pages follow.
         sidebar()->setFocus();
         QTest::keyClick(sidebar(), Qt::Key_Up);
-        QCOMPARE(model()->selection(), std::optional(SidebarItem::botAt(0)));
+        QCOMPARE(WindowState::of(model())->selection(), std::optional(SidebarItem::botAt(0)));
 
-        model()->setSelection(std::nullopt);
+        WindowState::of(model())->setSelection(std::nullopt);
         QVERIFY(sidebar()->selectedItems().isEmpty());
         QCOMPARE(view()->currentPage()->objectName(), u"emptyPage"_s);
     }
@@ -290,14 +293,14 @@ private Q_SLOTS:
         QPointer<QWidget> first = view()->currentPage();
         model()->setBotToken(0, u"1:ab"_s); // an edit on the page does not rebuild it
         QCOMPARE(view()->currentPage(), first.data());
-        model()->setSelection(SidebarItem::botAt(1));
+        WindowState::of(model())->setSelection(SidebarItem::botAt(1));
         QVERIFY(view()->currentPage() != first.data());
         QPointer<QWidget> second = view()->currentPage();
         model()->removeBot(0);
         QVERIFY(view()->currentPage() != second.data());
         QTRY_VERIFY(second.isNull()); // the old page is gone, not hidden
         // The selection of bot 1 now points past the end: no page.
-        model()->setSelection(SidebarItem::botAt(5));
+        WindowState::of(model())->setSelection(SidebarItem::botAt(5));
         QCOMPARE(view()->currentPage()->objectName(), u"emptyPage"_s);
     }
 
@@ -312,12 +315,12 @@ private Q_SLOTS:
         QVERIFY(view()->sidebarColumn()->isVisible());
 
         QTest::mouseClick(toggle, Qt::LeftButton);
-        QCOMPARE(model()->columnVisibility(), ColumnVisibility::DetailOnly);
+        QCOMPARE(WindowState::of(model())->columnVisibility(), ColumnVisibility::DetailOnly);
         QVERIFY(!view()->sidebarColumn()->isVisible());
         QTRY_COMPARE(view()->detail()->width(), view()->width());
 
         QTest::mouseClick(toggle, Qt::LeftButton);
-        QCOMPARE(model()->columnVisibility(), ColumnVisibility::All);
+        QCOMPARE(WindowState::of(model())->columnVisibility(), ColumnVisibility::All);
         QVERIFY(view()->sidebarColumn()->isVisible());
     }
 
@@ -343,30 +346,30 @@ private Q_SLOTS:
         QCOMPARE(search->placeholderText(), u"Search settings"_s);
         search->setFocus();
         QTest::keyClicks(search, u"api k"_s);
-        QCOMPARE(model()->filter(), u"api k"_s);
+        QCOMPARE(WindowState::of(model())->filter(), u"api k"_s);
         QTest::keyClick(search, Qt::Key_Escape);
         QCOMPARE(search->text(), QString());
-        QCOMPARE(model()->filter(), QString());
+        QCOMPARE(WindowState::of(model())->filter(), QString());
 
-        model()->setFilter(u"memor"_s);
+        WindowState::of(model())->setFilter(u"memor"_s);
         QCOMPARE(search->text(), u"memor"_s);
 
         // The clear button shows while there is text, and empties the filter.
         auto *clear = search->findChild<QAction *>(u"clearSearch"_s);
         QVERIFY(clear && clear->isVisible());
         clear->trigger();
-        QCOMPARE(model()->filter(), QString());
+        QCOMPARE(WindowState::of(model())->filter(), QString());
         QVERIFY(!clear->isVisible());
     }
 
     void ctrlFBringsBackTheSidebarAndFocusesTheSearch()
     {
         launch("{}");
-        model()->setColumnVisibility(ColumnVisibility::DetailOnly);
+        WindowState::of(model())->setColumnVisibility(ColumnVisibility::DetailOnly);
         m_app->window()->activateWindow();
         QTRY_VERIFY(m_app->window()->isActiveWindow());
         QTest::keySequence(m_app->window(), QKeySequence::Find);
-        QCOMPARE(model()->columnVisibility(), ColumnVisibility::All);
+        QCOMPARE(WindowState::of(model())->columnVisibility(), ColumnVisibility::All);
         QTRY_VERIFY(view()->searchField()->hasFocus());
     }
 
@@ -415,7 +418,7 @@ private Q_SLOTS:
         SingleInstance instance(configPath(), QDBusConnection(u"none"_s));
         app->serve(&instance);
         QPointer<MainWindow> window = app->window();
-        model()->setSelection(SidebarItem::defaults(SectionID::App));
+        WindowState::of(model())->setSelection(SidebarItem::defaults(SectionID::App));
         view()->searchField()->setFocus();
         QTest::keyClicks(view()->searchField(), u"dock"_s);
         QVERIFY(instance.isWindowVisible());
@@ -434,10 +437,11 @@ private Q_SLOTS:
         QVERIFY(instance.isWindowVisible());
         QCOMPARE(instance.activations(), 1u);
         QCOMPARE(qEnvironmentVariable("XDG_ACTIVATION_TOKEN"), u"token-1"_s);
-        QCOMPARE(model()->selection(), std::optional(SidebarItem::defaults(SectionID::App)));
+        QCOMPARE(WindowState::of(model())->selection(),
+                 std::optional(SidebarItem::defaults(SectionID::App)));
         QCOMPARE(sidebar()->currentItem()->text(0), u"App"_s);
         QCOMPARE(view()->searchField()->text(), u"dock"_s);
-        QCOMPARE(model()->filter(), u"dock"_s);
+        QCOMPARE(WindowState::of(model())->filter(), u"dock"_s);
     }
 
     void closingTheWindowSavesTextStillBeingTyped()
@@ -516,7 +520,7 @@ private Q_SLOTS:
         }
         // Two different pages do not look the same: the sidebar selection moved.
         QVERIFY(QImage(files.at(0)) != QImage(files.at(1)));
-        QCOMPARE(model.selection(), std::optional(SidebarItem::botAt(0)));
+        QCOMPARE(WindowState::of(&model)->selection(), std::optional(SidebarItem::botAt(0)));
     }
 };
 

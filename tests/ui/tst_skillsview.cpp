@@ -8,6 +8,7 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -291,11 +292,11 @@ private Q_SLOTS:
     void windowFilterHidesSkillRowsThatDoNotMatch()
     {
         open();
-        m_model->setFilter(u"TSLA"_s);
+        WindowState::of(m_model.get())->setFilter(u"TSLA"_s);
         QTRY_VERIFY(!row(u"weather"_s)->isVisible());
         QVERIFY(row(u"stock-research"_s)->isVisible());
         QTRY_COMPARE(UiSupport::groupTitles(m_view.get()), QStringList{u"Research"_s});
-        m_model->setFilter(QString());
+        WindowState::of(m_model.get())->setFilter(QString());
         QTRY_VERIFY(row(u"weather"_s)->isVisible());
     }
 
@@ -334,7 +335,7 @@ private Q_SLOTS:
         m_model = std::make_unique<SettingsModel>(configPath(), ModelEnvironment{&m_transport});
         MainWindow window;
         QVERIFY(UiSupport::showWindow(window, m_model.get()));
-        m_model->setSelection(SidebarItem::defaults(SectionID::Skills));
+        WindowState::of(m_model.get())->setSelection(SidebarItem::defaults(SectionID::Skills));
         UiSupport::settle();
         auto *view = window.findChild<SkillsView *>();
         QVERIFY(view);

@@ -13,6 +13,7 @@
 #include "support/fakegithub.h"
 #include "support/pageshots.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -268,7 +269,7 @@ private Q_SLOTS:
             SettingsModel *model = makeModel();
             MainWindow window;
             QVERIFY(UiSupport::showWindow(window, model));
-            model->setSelection(SidebarItem::defaults(SectionID::Skills));
+            WindowState::of(model)->setSelection(SidebarItem::defaults(SectionID::Skills));
             UiSupport::settle(150);
             QWidget *page = window.contentView()->currentPage();
             QVERIFY(page);

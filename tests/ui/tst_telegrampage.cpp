@@ -8,6 +8,7 @@
 #include "service/notificationtransport.h"
 #include "support/pageshots.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -231,14 +232,16 @@ private Q_SLOTS:
         // "Use default" takes the key out of the file.
         QVERIFY(UiSupport::choose(menu, u"Use default: ~/.zandrel/soul.md"_s));
         QVERIFY(!onDisk().contains(u"soul_file"_s));
-        QVERIFY(!m_model->choiceCustom().contains(TelegramDefaultsSection::soulCustomKey()));
+        QVERIFY(!WindowState::of(m_model.get())
+                     ->choiceCustom()
+                     .contains(TelegramDefaultsSection::soulCustomKey()));
     }
 
     void filterMemorShowsBothMemoryRowsAndHidesTheBriefingPrompt()
     {
         open("{}");
         for (const QString &filter : {u"memor"_s, u"MEMOR"_s, u"Memor"_s}) {
-            m_model->setFilter(filter);
+            WindowState::of(m_model.get())->setFilter(filter);
             QVERIFY(row(u"Memories per user"_s)->isVisible());
             QVERIFY(row(u"Memory database size (per user)"_s)->isVisible());
             QVERIFY(!row(u"Briefing prompt"_s)->isVisible());
@@ -247,7 +250,7 @@ private Q_SLOTS:
             QVERIFY(!widget(u"triggerWordsGroup"_s)->isVisible());
             QVERIFY(widget(u"behaviourGroup"_s)->isVisible());
         }
-        m_model->setFilter(QString());
+        WindowState::of(m_model.get())->setFilter(QString());
         QTRY_VERIFY(widget(u"chatsBriefingGroup"_s)->isVisible());
         QVERIFY(row(u"Briefing prompt"_s)->isVisible());
     }

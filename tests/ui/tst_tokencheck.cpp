@@ -14,6 +14,7 @@
 #include "support/pageshots.h"
 #include "support/silentserver.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -249,7 +250,7 @@ private Q_SLOTS:
                 SettingsModel model(configPath(), ModelEnvironment{&m_transport});
                 MainWindow window;
                 QVERIFY(UiSupport::showWindow(window, &model));
-                model.setSelection(SidebarItem::botAt(0));
+                WindowState::of(&model)->setSelection(SidebarItem::botAt(0));
                 UiSupport::settle(150);
                 QWidget *page = window.contentView()->currentPage();
                 QVERIFY(page);

@@ -9,6 +9,7 @@
 #include "service/notificationtransport.h"
 #include "support/fakegithub.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
@@ -266,7 +267,7 @@ class TestUntrustedText final : public QObject {
     // Shows `item`'s page and returns it; nullptr when the window shows no page for it.
     QWidget *visit(const SidebarItem &item)
     {
-        m_model->setSelection(item);
+        WindowState::of(m_model.get())->setSelection(item);
         UiSupport::settle();
         QWidget *page = view()->currentPage();
         if (!page || page->objectName() == u"emptyPage")

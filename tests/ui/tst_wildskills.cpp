@@ -14,6 +14,7 @@
 #include "skills/skillfile.h"
 #include "support/fakegithub.h"
 #include "support/uisupport.h"
+#include "ui/state/windowstate.h"
 
 #include <QAbstractButton>
 #include <QAccessible>
@@ -95,8 +96,8 @@ private Q_SLOTS:
                           Qt::LeftButton);
         QTRY_VERIFY_WITH_TIMEOUT(!m_model->catalogLoading(), timeout);
         for (const QString &name : fixtureNames()) {
-            m_model->setRegistryFilter(SkillCatalog::titleFromName(name));
-            m_model->setRegistryPage(0);
+            WindowState::of(m_model.get())->setRegistryFilter(SkillCatalog::titleFromName(name));
+            WindowState::of(m_model.get())->setRegistryPage(0);
             QAbstractButton *install = nullptr;
             QTRY_VERIFY_WITH_TIMEOUT(
                 (install = registry.findChild<QAbstractButton *>(u"install:"_s + name)), timeout);

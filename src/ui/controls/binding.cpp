@@ -91,32 +91,4 @@ Text fallbackText(SettingsModel *model, int index, QString Fallback::*field)
             {&SettingsModel::fallbacksChanged}};
 }
 
-Shown shownApiKey(SettingsModel *model)
-{
-    return {[model] { return model->showApiKey(); },
-            [model] { model->toggleShowApiKey(); },
-            {&SettingsModel::showApiKeyChanged}};
-}
-
-Shown shownToken(SettingsModel *model, int bot)
-{
-    return {[model, bot] { return model->showTokenKeys().contains(bot); },
-            [model, bot] { model->toggleShowTokenKey(bot); },
-            {&SettingsModel::showTokenKeysChanged}};
-}
-
-Shown shownFallbackKey(SettingsModel *model, int index)
-{
-    return {[model, index] { return model->showFallbackKeys().contains(index); },
-            [model, index] { model->toggleShowFallbackKey(index); },
-            {&SettingsModel::showFallbackKeysChanged}};
-}
-
-Shown shownProfileKey(SettingsModel *model, const QString &identity)
-{
-    return {[model, identity] { return model->showProfileKeys().contains(identity); },
-            [model, identity] { model->toggleShowProfileKey(identity); },
-            {&SettingsModel::showProfileKeysChanged}};
-}
-
 } // namespace Bind

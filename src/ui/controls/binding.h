@@ -121,11 +121,4 @@ Text botFallbackText(SettingsModel *model, int bot, int row, QString Fallback::*
 // A backup model of the defaults.
 Text fallbackText(SettingsModel *model, int index, QString Fallback::*field);
 
-// Secret visibility: the primary key, a bot token, a backup model's key, a per-bot key
-// (identity such as "0-1" for bot 0's second backup row).
-Shown shownApiKey(SettingsModel *model);
-Shown shownToken(SettingsModel *model, int bot);
-Shown shownFallbackKey(SettingsModel *model, int index);
-Shown shownProfileKey(SettingsModel *model, const QString &identity);
-
 } // namespace Bind

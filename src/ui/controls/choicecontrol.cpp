@@ -3,7 +3,6 @@
 #include "ui/controls/settingrow.h"
 
 #include "ui/controls/field.h"
-#include "model/settingsmodel.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>
@@ -47,29 +46,26 @@ QString ChoiceControl::defaultEntryText(const QString &defaultValue) const
     return u"Use default: "_s + (defaultValue.isEmpty() ? u"(not set)"_s : defaultValue);
 }
 
-void ChoiceControl::bind(SettingsModel *model, std::function<QString()> defaultValue,
-                         std::function<QStringList()> catalog, const QString &customKey,
+void ChoiceControl::bind(QObject *watched, std::function<QString()> defaultValue,
+                         std::function<QStringList()> catalog, const Bind::Flag &customMode,
                          const Bind::Text &value, std::function<void()> save,
                          const QList<Bind::Change> &alsoWatch)
 {
-    m_model = model;
     m_defaultValue = std::move(defaultValue);
     m_catalog = std::move(catalog);
-    m_customKey = customKey;
+    m_customMode = customMode;
     m_value = value;
     m_save = std::move(save);
-    m_custom->bind(model, value, m_save);
-    Bind::watch(model, this,
-                value.changed + alsoWatch
-                    + QList<Bind::Change>{&SettingsModel::choiceCustomChanged},
+    m_custom->bind(watched, value, m_save);
+    Bind::watch(watched, this, value.changed + alsoWatch + customMode.changed,
                 [this] { refresh(); });
 }
 
 bool ChoiceControl::isCustomMode() const
 {
-    if (!m_model)
+    if (!m_customMode.get)
         return false;
-    if (m_model->choiceCustom().contains(m_customKey))
+    if (m_customMode.get())
         return true;
     const QString value = m_value.get();
     return !value.isEmpty() && !m_catalog().contains(value);
@@ -129,9 +125,9 @@ void ChoiceControl::refresh()
 void ChoiceControl::choose(const QString &tag)
 {
     if (tag == customTag()) {
-        m_model->setChoiceCustomMode(m_customKey, true);
+        m_customMode.set(true);
     } else {
-        m_model->setChoiceCustomMode(m_customKey, false);
+        m_customMode.set(false);
         m_value.set(tag);
     }
     if (m_save)
@@ -158,11 +154,11 @@ QString ModeControl::defaultEntryText(const QString &defaultValue) const
     return u"Use default: "_s + defaultValue;
 }
 
-void ModeControl::bind(SettingsModel *model, std::function<QString()> defaultValue,
-                       const QString &customKey, const Bind::Text &value,
+void ModeControl::bind(QObject *watched, std::function<QString()> defaultValue,
+                       const Bind::Flag &customMode, const Bind::Text &value,
                        std::function<void()> save, const QList<Bind::Change> &alsoWatch)
 {
     ChoiceControl::bind(
-        model, std::move(defaultValue), [] { return modes(); }, customKey, value, std::move(save),
-        alsoWatch);
+        watched, std::move(defaultValue), [] { return modes(); }, customMode, value,
+        std::move(save), alsoWatch);
 }

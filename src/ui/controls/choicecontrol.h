@@ -10,15 +10,15 @@
 
 class QComboBox;
 class Field;
-class SettingsModel;
 
 // A menu of the default, a catalogue of known values and a custom entry:
 //   "Use default: <default>" (or "Use default: (not set)")   tag ""
 //   every catalogue value except the default                   tag = the value
 //   "Custom…"                                                  tag "__custom__"
-// Custom mode is on while `customKey` is in the model's choiceCustom, or while the value is not
-// empty and not in the catalogue; then a text field bound to the value shows beside the menu.
-// Choosing an entry saves at once; the custom field saves when committed (see Field).
+// Custom mode is on while `customMode` says so (the window's choiceCustom holds the control's key),
+// or while the value is not empty and not in the catalogue; then a text field bound to the value
+// shows beside the menu. Choosing an entry saves at once; the custom field saves when committed
+// (see Field).
 //
 // The default and the catalogue are read again whenever the control refreshes, so they may
 // follow the model (list the signals that move them in `alsoWatch`).
@@ -31,8 +31,11 @@ public:
 
     explicit ChoiceControl(QWidget *parent = nullptr);
 
-    void bind(SettingsModel *model, std::function<QString()> defaultValue,
-              std::function<QStringList()> catalog, const QString &customKey,
+    // `customMode` says whether the user switched this control into custom-entry mode and
+    // records a switch (the window keeps it; see Bind::customMode). Bare signals among the
+    // changes are signals of `watched`.
+    void bind(QObject *watched, std::function<QString()> defaultValue,
+              std::function<QStringList()> catalog, const Bind::Flag &customMode,
               const Bind::Text &value, std::function<void()> save,
               const QList<Bind::Change> &alsoWatch = {});
 
@@ -52,12 +55,11 @@ private:
     void choose(const QString &tag);
     void nameChildren(const QString &name);
 
-    SettingsModel *m_model = nullptr;
     QComboBox *m_menu;
     Field *m_custom;
     std::function<QString()> m_defaultValue;
     std::function<QStringList()> m_catalog;
-    QString m_customKey;
+    Bind::Flag m_customMode;
     Bind::Text m_value;
     std::function<void()> m_save;
 };
@@ -73,7 +75,7 @@ public:
     static QStringList modes();
     static QString modeTitle(const QString &mode); // the value itself for unknown modes
 
-    void bind(SettingsModel *model, std::function<QString()> defaultValue, const QString &customKey,
+    void bind(QObject *watched, std::function<QString()> defaultValue, const Bind::Flag &customMode,
               const Bind::Text &value, std::function<void()> save,
               const QList<Bind::Change> &alsoWatch = {});
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMetaObject>
+#include <QtGlobal>
 #include <QString>
 
 #include <functional>
@@ -16,9 +17,11 @@ public:
 
     // The search text; an empty text matches every row.
     virtual QString rowFilter() const = 0;
-    // Runs `changed` after each change of the text, for as long as `context` lives.
-    virtual QMetaObject::Connection followRowFilter(QObject *context,
-                                                    std::function<void()> changed) const = 0;
+    // Runs `changed` after each change of the text, for as long as `context` lives; queued
+    // when `type` says so (a group that looks at its rows after they applied the new text).
+    virtual QMetaObject::Connection followRowFilter(QObject *context, std::function<void()> changed,
+                                                    Qt::ConnectionType type
+                                                    = Qt::AutoConnection) const = 0;
 
 protected:
     RowFilter() = default;

@@ -1,7 +1,6 @@
 #include "ui/controls/settingrow.h"
 
 #include "ui/controls/accessiblemenu.h"
-#include "model/settingsmodel.h"
 #include "ui/controls/elidedlabel.h"
 
 #include <QAbstractButton>
@@ -317,16 +316,17 @@ QLabel *secondaryLabel(const QString &text, QWidget *parent)
 
 // ---- FilteredRow -------------------------------------------------------------------------------
 
-FilteredRow::FilteredRow(SettingsModel *model, QWidget *parent)
+FilteredRow::FilteredRow(const RowFilter *filter, QWidget *parent)
     : QWidget(parent)
-    , m_model(model)
+    , m_filter(filter)
 {
-    connect(model, &SettingsModel::filterChanged, this, &FilteredRow::applyFilter);
+    if (m_filter)
+        m_filter->followRowFilter(this, [this] { applyFilter(); });
 }
 
 void FilteredRow::applyFilter()
 {
-    const bool matches = filterMatches(m_model->filter(), haystack());
+    const bool matches = filterMatches(m_filter ? m_filter->rowFilter() : QString(), haystack());
     const bool changed = matches != m_matches;
     m_matches = matches;
     setShownWithParent(this, matches);
@@ -336,9 +336,9 @@ void FilteredRow::applyFilter()
 
 // ---- SettingRow --------------------------------------------------------------------------------
 
-SettingRow::SettingRow(SettingsModel *model, const QString &title, const QString &explainer,
+SettingRow::SettingRow(const RowFilter *filter, const QString &title, const QString &explainer,
                        QWidget *control, QWidget *parent)
-    : FilteredRow(model, parent)
+    : FilteredRow(filter, parent)
     , m_title(title)
     , m_explainer(explainer)
     , m_titleLabel(new ElidingLabel(title))
@@ -518,9 +518,9 @@ void SwitchButton::paintEvent(QPaintEvent *)
 
 // ---- ToggleRow ---------------------------------------------------------------------------------
 
-ToggleRow::ToggleRow(SettingsModel *model, const QString &title, const QString &explainer,
+ToggleRow::ToggleRow(const RowFilter *filter, const QString &title, const QString &explainer,
                      QWidget *parent)
-    : SettingRow(model, title, explainer, nullptr, parent)
+    : SettingRow(filter, title, explainer, nullptr, parent)
     , m_switch(new SwitchButton)
 {
     setControl(m_switch);
@@ -539,7 +539,7 @@ void ToggleRow::bind(const Bind::Flag &isOn, std::function<void()> onToggle)
 {
     m_isOn = isOn;
     m_onToggle = std::move(onToggle);
-    Bind::watch(settingsModel(), this, isOn.changed, [this] {
+    Bind::watch(nullptr, this, isOn.changed, [this] {
         const QSignalBlocker blocker(m_switch);
         m_switch->setChecked(m_isOn.get());
     });
@@ -578,8 +578,8 @@ private:
 
 } // namespace
 
-StatusRow::StatusRow(SettingsModel *model, const QString &label, QWidget *parent)
-    : FilteredRow(model, parent)
+StatusRow::StatusRow(const RowFilter *filter, const QString &label, QWidget *parent)
+    : FilteredRow(filter, parent)
     , m_label(label)
     , m_labelLabel(plainLabel(label))
     , m_dotWidget(new Dot)

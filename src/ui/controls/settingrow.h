@@ -3,6 +3,7 @@
 #include "ui/controls/elidedlabel.h" // plainToolTip
 
 #include "ui/controls/binding.h"
+#include "ui/controls/rowfilter.h"
 
 #include <QCheckBox>
 #include <QColor>
@@ -19,7 +20,6 @@
 class QBoxLayout;
 class QTextLayout;
 class QHBoxLayout;
-class SettingsModel;
 
 // A control inside a row may carry this property (a string): the row then names it with its
 // title followed by the suffix, e.g. "Daily briefing time" + ", hour".
@@ -64,14 +64,14 @@ protected:
     void paintEvent(QPaintEvent *event) override;
 };
 
-// A row that hides itself (and takes no space) while the model's filter does not match its
-// haystack. Rows own their visibility: pages never call setVisible() on a row.
+// A row that hides itself (and takes no space) while the window's search (`filter`) does not match
+// its haystack. Rows own their visibility: pages never call setVisible() on a row. No filter:
+// the row always shows.
 class FilteredRow : public QWidget {
     Q_OBJECT
 public:
-    explicit FilteredRow(SettingsModel *model, QWidget *parent = nullptr);
+    explicit FilteredRow(const RowFilter *filter, QWidget *parent = nullptr);
 
-    SettingsModel *settingsModel() const { return m_model; }
     bool matchesFilter() const { return m_matches; }
     virtual QString haystack() const = 0;
 
@@ -83,7 +83,7 @@ protected:
     void applyFilter();
 
 private:
-    SettingsModel *m_model;
+    const RowFilter *m_filter;
     bool m_matches = true;
 };
 
@@ -95,7 +95,7 @@ private:
 class SettingRow : public FilteredRow {
     Q_OBJECT
 public:
-    SettingRow(SettingsModel *model, const QString &title, const QString &explainer = {},
+    SettingRow(const RowFilter *filter, const QString &title, const QString &explainer = {},
                QWidget *control = nullptr, QWidget *parent = nullptr);
 
     const QString &title() const { return m_title; }
@@ -146,11 +146,13 @@ protected:
 };
 
 // A SettingRow with a switch. A user toggle writes the new value through the binding, then
-// runs onToggle (pages save there). Model changes move the switch without calling onToggle.
+// runs onToggle (pages save there). Model changes move the switch without calling onToggle. The
+// binding's changes name their objects (Bind::config, Bind::Change(object, signal)): a row does
+// not know the model.
 class ToggleRow final : public SettingRow {
     Q_OBJECT
 public:
-    ToggleRow(SettingsModel *model, const QString &title, const QString &explainer = {},
+    ToggleRow(const RowFilter *filter, const QString &title, const QString &explainer = {},
               QWidget *parent = nullptr);
 
     SwitchButton *toggle() const { return m_switch; }
@@ -169,7 +171,7 @@ private:
 class StatusRow final : public FilteredRow {
     Q_OBJECT
 public:
-    StatusRow(SettingsModel *model, const QString &label, QWidget *parent = nullptr);
+    StatusRow(const RowFilter *filter, const QString &label, QWidget *parent = nullptr);
 
     const QString &label() const { return m_label; }
     const QString &value() const { return m_value; }

@@ -5,6 +5,7 @@
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
 #include "model/settingsmodel.h"
+#include "ui/state/windowstate.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -180,7 +181,7 @@ AboutView::AboutView(SettingsModel *model, const QString &logoResource, QWidget 
     : QWidget(parent)
     // The same large heading as every other page of the sidebar's Defaults, so a screen reader
     // user moving by headings lands on "About" first; the centred name block follows it.
-    , m_page(new SettingsPage(model, u"About"_s))
+    , m_page(new SettingsPage(WindowState::of(model), u"About"_s))
     , m_logo(new QLabel)
 {
     setObjectName(u"aboutPage"_s);

@@ -8,6 +8,7 @@
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
 #include "model/settingsmodel.h"
+#include "ui/state/windowstate.h"
 
 #include <QDesktopServices>
 #include <QDir>
@@ -23,7 +24,7 @@ namespace {
 // but shows the button in its place.
 SettingRow *buttonRow(SettingsModel *model, QPushButton *button, const QString &help = {})
 {
-    auto *row = new SettingRow(model, button->text(), help);
+    auto *row = new SettingRow(WindowState::of(model), button->text(), help);
     row->titleLabel()->hide();
     row->setTitleTrailing(button);
     return row;
@@ -53,7 +54,7 @@ QString AppSection::dataFolderPath()
 AppSection::AppSection(SettingsModel *model, Services services, QWidget *parent)
     : QWidget(parent)
     , m_model(model)
-    , m_page(new SettingsPage(model, u"App"_s))
+    , m_page(new SettingsPage(WindowState::of(model), u"App"_s))
     , m_dialogs(std::move(services.dialogs))
     , m_openUrl(std::move(services.openUrl))
 {
@@ -70,11 +71,13 @@ AppSection::AppSection(SettingsModel *model, Services services, QWidget *parent)
 
     // ---- Appearance: stored for the bot service, which decides its own Dock and login item.
     SettingsGroup *appearance = m_page->addGroup(u"Appearance"_s);
-    auto *dock = new ToggleRow(model, u"Show in Dock"_s, u"Menu bar app icon in the Dock."_s);
+    auto *dock = new ToggleRow(WindowState::of(model), u"Show in Dock"_s,
+                               u"Menu bar app icon in the Dock."_s);
     dock->toggle()->setObjectName(u"showInDock"_s);
     dock->bind(Bind::config<ConfigKey::ShowInDock>(&model->store()), save);
     appearance->addWidget(dock);
-    auto *login = new ToggleRow(model, u"Launch at Login"_s, u"Start this app when you log in."_s);
+    auto *login = new ToggleRow(WindowState::of(model), u"Launch at Login"_s,
+                                u"Start this app when you log in."_s);
     login->toggle()->setObjectName(u"launchAtLogin"_s);
     login->bind(Bind::config<ConfigKey::LaunchAtLogin>(&model->store()), save);
     appearance->addWidget(login);
@@ -85,8 +88,8 @@ AppSection::AppSection(SettingsModel *model, Services services, QWidget *parent)
     dataDir->setObjectName(u"dataDir"_s);
     dataDir->bind(model, Bind::config<ConfigKey::DataDir>(&model->store()), save);
     troubleshooting->addWidget(new SettingRow(
-        model, u"Data dir"_s, u"Where config, memory, reminders and logs live (e.g. ~/.zandrel)."_s,
-        dataDir));
+        WindowState::of(model), u"Data dir"_s,
+        u"Where config, memory, reminders and logs live (e.g. ~/.zandrel)."_s, dataDir));
 
     QPushButton *openLog = button(u"Open log"_s, u"doc.text"_s, u"openLog"_s);
     connect(openLog, &QPushButton::clicked, this,

@@ -6,6 +6,7 @@
 #include "ui/controls/settingrow.h"
 #include "ui/pages/pagekit.h"
 #include "model/settingsmodel.h"
+#include "ui/state/windowstate.h"
 
 #include <QFrame>
 #include <QHBoxLayout>
@@ -110,7 +111,7 @@ private:
         line->addWidget(down);
         line->addWidget(remove);
         m_layout->addWidget(hairline());
-        auto *header = new SettingRow(m_model, title, {}, buttons);
+        auto *header = new SettingRow(WindowState::of(m_model), title, {}, buttons);
         header->setObjectName(name(row, u"Header"_s));
         header->titleLabel()->setFont(groupTitleFont(header->titleLabel()->font()));
         m_layout->addWidget(header);
@@ -119,7 +120,8 @@ private:
 
     SettingRow *partRow(int row, const BackupList::Part &part, QWidget *control)
     {
-        auto *settingRow = new SettingRow(m_model, part.title, part.explainer, control);
+        auto *settingRow
+            = new SettingRow(WindowState::of(m_model), part.title, part.explainer, control);
         const QString named = settingRow->objectName();
         settingRow->setObjectName(name(
             row, part.rowName.isEmpty() ? named.at(0).toUpper() + named.mid(1) : part.rowName));
@@ -192,7 +194,7 @@ private:
         }
 
         auto blockShown = [model, rows] {
-            return model->filter().isEmpty()
+            return WindowState::of(model)->filter().isEmpty()
                    || std::any_of(rows.cbegin(), rows.cend(), [](SettingRow *settingRow) {
                           return settingRow->matchesFilter();
                       });
@@ -207,7 +209,7 @@ private:
         };
         for (SettingRow *settingRow : rows)
             QObject::connect(settingRow, &FilteredRow::filterMatchChanged, header, updateExtras);
-        QObject::connect(model, &SettingsModel::filterChanged, header, updateExtras);
+        QObject::connect(WindowState::of(model), &WindowState::filterChanged, header, updateExtras);
 
         if (m_list.tests) {
             Bind::watch(model, outcome, m_list.tests->changes,

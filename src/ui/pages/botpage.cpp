@@ -17,6 +17,7 @@
 #include "model/settingsmodel.h"
 #include "providers/providertargets.h"
 #include "skills/skillcatalog.h"
+#include "ui/state/windowstate.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -46,7 +47,7 @@ SettingRow *inheritingRow(SettingsModel *model, int bot, const QString &title, Q
                           QString BotProfile::*field, const Bind::Text &inherited,
                           const QString &help = {})
 {
-    auto *row = new SettingRow(model, title, {}, control);
+    auto *row = new SettingRow(WindowState::of(model), title, {}, control);
     Bind::watch(
         model, row, inherited.changed + QList<Bind::Change>{&SettingsModel::botProfilesChanged},
         [model, bot, row, field, defaultValue = inherited.get, help] {
@@ -73,7 +74,8 @@ QWidget *ownFallbacksEditor(SettingsModel *model, int bot)
         return Bind::botFallbackText(model, bot, row, field);
     };
     list.shownKey = [model, bot](int row) {
-        return Bind::shownProfileKey(model, BotPage::fallbackKeyIdentity(bot, row));
+        return Bind::shownProfileKey(WindowState::of(model),
+                                     BotPage::fallbackKeyIdentity(bot, row));
     };
     list.target = [model, bot](int row) {
         return Providers::botBackupTarget(model->values(), bot, row)
@@ -132,7 +134,7 @@ BotPage::BotPage(SettingsModel *model, int bot, QWidget *parent)
     : QWidget(parent)
     , m_model(model)
     , m_bot(bot)
-    , m_page(new SettingsPage(model, {}))
+    , m_page(new SettingsPage(WindowState::of(model), {}))
 {
     setObjectName(u"botPage"_s);
     m_page->setObjectName(u"botScroll"_s);
@@ -155,7 +157,7 @@ BotPage::BotPage(SettingsModel *model, int bot, QWidget *parent)
     buildSkills();
     buildRemove();
 
-    connect(model, &SettingsModel::skillsBotChanged, this, &BotPage::syncSheet);
+    connect(WindowState::of(model), &WindowState::skillsBotChanged, this, &BotPage::syncSheet);
     // After construction, so that a sheet asked for before this page existed opens on top of
     // the page rather than before it.
     QTimer::singleShot(0, this, &BotPage::syncSheet);
@@ -172,8 +174,8 @@ BotPage::~BotPage()
     delete m_sheet;
     if (m_model) {
         disconnect(m_model, nullptr, this, nullptr);
-        if (m_model->skillsBot() == m_bot)
-            m_model->setSkillsBot(std::nullopt);
+        if (WindowState::of(m_model)->skillsBot() == m_bot)
+            WindowState::of(m_model)->setSkillsBot(std::nullopt);
     }
 }
 
@@ -181,13 +183,13 @@ void BotPage::syncSheet()
 {
     if (!m_model)
         return;
-    const bool wanted = m_model->skillsBot() == m_bot;
+    const bool wanted = WindowState::of(m_model)->skillsBot() == m_bot;
     if (wanted && !m_sheet) {
         m_sheet = new BotSkillsSheet(m_model, m_bot, this);
         m_sheet->setAttribute(Qt::WA_DeleteOnClose);
         connect(m_sheet, &QDialog::finished, this, [this] {
-            if (m_model->skillsBot() == m_bot)
-                m_model->setSkillsBot(std::nullopt);
+            if (WindowState::of(m_model)->skillsBot() == m_bot)
+                WindowState::of(m_model)->setSkillsBot(std::nullopt);
         });
         m_sheet->open();
     } else if (!wanted && m_sheet) {
@@ -202,7 +204,8 @@ void BotPage::buildAbout()
 
     auto *token = new SecretField(SecretField::tokenHelp());
     token->setObjectName(u"botToken"_s);
-    token->bind(m_model, Bind::botToken(m_model, m_bot), save, Bind::shownToken(m_model, m_bot));
+    token->bind(m_model, Bind::botToken(m_model, m_bot), save,
+                Bind::shownToken(WindowState::of(m_model), m_bot));
     auto *check = new TokenCheck(m_model, m_bot, u"botToken"_s, this);
     auto *control = new QWidget;
     control->setObjectName(u"botTokenControl"_s);
@@ -212,7 +215,7 @@ void BotPage::buildAbout()
     line->addWidget(token);
     line->addWidget(check->button());
     auto *row = new SettingRow(
-        m_model, u"Bot token"_s,
+        WindowState::of(m_model), u"Bot token"_s,
         u"From @BotFather after /newbot (e.g. 123456:ABC-DEF…). Stored in your config file only."_s,
         control);
     group->addWidget(row);
@@ -222,7 +225,7 @@ void BotPage::buildAbout()
     auto *nickname = new Field;
     nickname->setObjectName(u"botNickname"_s);
     nickname->bind(m_model, Bind::botNickname(m_model, m_bot), save);
-    group->addWidget(new SettingRow(m_model, u"Nickname"_s,
+    group->addWidget(new SettingRow(WindowState::of(m_model), u"Nickname"_s,
                                     u"Used in status, logs and the sidebar (e.g. \"Trading\")."_s,
                                     nickname));
 }
@@ -271,17 +274,18 @@ void BotPage::buildTelegram()
     auto *mode = new ModeControl;
     mode->setObjectName(u"botMode"_s);
     const Bind::Text globalMode = Bind::config<ConfigKey::BotMode>(store);
-    mode->bind(model, globalMode.get, modeCustomKey(),
+    mode->bind(model, globalMode.get, Bind::customMode(WindowState::of(model), modeCustomKey()),
                Bind::botProfileText(model, bot, &BotProfile::botMode), save, globalMode.changed);
-    group->addWidget(new SettingRow(model, u"Mode"_s, u"Empty uses the default mode."_s, mode));
+    group->addWidget(
+        new SettingRow(WindowState::of(model), u"Mode"_s, u"Empty uses the default mode."_s, mode));
 
     auto *persona = new ChoiceControl;
     persona->setObjectName(u"botPersona"_s);
     const Bind::Text globalSoul = Bind::config<ConfigKey::SoulFile>(store);
     persona->bind(
         model, globalSoul.get, [model] { return personaFiles(model->soulFile()); },
-        soulCustomKey(bot), Bind::botProfileText(model, bot, &BotProfile::soulFile), save,
-        globalSoul.changed);
+        Bind::customMode(WindowState::of(model), soulCustomKey(bot)),
+        Bind::botProfileText(model, bot, &BotProfile::soulFile), save, globalSoul.changed);
     group->addWidget(inheritingRow(model, bot, u"Persona"_s, persona, &BotProfile::soulFile,
                                    Bind::config<ConfigKey::SoulFile>(store)));
 }
@@ -302,21 +306,21 @@ void BotPage::buildProvider()
     key->setObjectName(u"botApiKey"_s);
     const QString keyIdentity = primaryKeyIdentity(bot);
     key->bind(model, Bind::botProfileText(model, bot, &BotProfile::apiKey), save,
-              Bind::shownProfileKey(model, keyIdentity));
-    auto *keyRow = new SettingRow(model, u"API key"_s, {}, key);
+              Bind::shownProfileKey(WindowState::of(model), keyIdentity));
+    auto *keyRow = new SettingRow(WindowState::of(model), u"API key"_s, {}, key);
     // The inherited key is named like any default, but masked like the field above it until
     // this row's eye shows keys in clear.
-    Bind::watch(model, keyRow,
-                {&SettingsModel::botProfilesChanged, &SettingsModel::apiKeyChanged,
-                 &SettingsModel::showProfileKeysChanged},
-                [model, bot, keyRow, keyIdentity] {
-                    const QString &defaultKey = model->apiKey();
-                    const bool shown = model->showProfileKeys().contains(keyIdentity);
-                    const QString named
-                        = shown || defaultKey.isEmpty() ? defaultKey : QString(8, QChar(0x2022));
-                    keyRow->setExplainer(
-                        inheritanceText(ownText(model, bot, &BotProfile::apiKey), named));
-                });
+    Bind::watch(
+        model, keyRow,
+        {&SettingsModel::botProfilesChanged, &SettingsModel::apiKeyChanged,
+         Bind::Change(WindowState::of(model), &WindowState::showProfileKeysChanged)},
+        [model, bot, keyRow, keyIdentity] {
+            const QString &defaultKey = model->apiKey();
+            const bool shown = WindowState::of(model)->showProfileKeys().contains(keyIdentity);
+            const QString named
+                = shown || defaultKey.isEmpty() ? defaultKey : QString(8, QChar(0x2022));
+            keyRow->setExplainer(inheritanceText(ownText(model, bot, &BotProfile::apiKey), named));
+        });
     group->addWidget(keyRow);
 
     // The bot's own provider, or what it inherits where it has none of its own.
@@ -333,7 +337,7 @@ void BotPage::buildProvider()
     auto *addFirst = new QPushButton(u"Add this bot's own backup models"_s);
     addFirst->setObjectName(u"addOwnFallbacks"_s);
     connect(addFirst, &QPushButton::clicked, this, [model, bot] { model->addBotFallback(bot); });
-    auto *backups = new SettingRow(model, u"Backup models"_s, {}, addFirst);
+    auto *backups = new SettingRow(WindowState::of(model), u"Backup models"_s, {}, addFirst);
     Bind::watch(model, backups, {&SettingsModel::botProfilesChanged},
                 [model, bot, backups, addFirst] {
                     const bool none = ownFallbackCount(model, bot) == 0;
@@ -363,13 +367,14 @@ void BotPage::buildSkills()
     line->addWidget(summary);
     line->addWidget(open);
 
-    auto *row = new SettingRow(m_model, u"Skill overrides"_s,
+    auto *row = new SettingRow(WindowState::of(m_model), u"Skill overrides"_s,
                                u"This bot's skill overrides, on top of the defaults."_s, control);
     group->addWidget(row);
     Bind::watch(m_model, summary, {&SettingsModel::botProfilesChanged}, [this, summary] {
         summary->setText(SkillCatalog::botSkillsSummary(m_model->botOverrideCount(m_bot)));
     });
-    connect(open, &QPushButton::clicked, this, [this] { m_model->setSkillsBot(m_bot); });
+    connect(open, &QPushButton::clicked, this,
+            [this] { WindowState::of(m_model)->setSkillsBot(m_bot); });
 }
 
 void BotPage::buildRemove()

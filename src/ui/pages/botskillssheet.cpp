@@ -5,6 +5,7 @@
 #include "ui/pages/pagekit.h"
 #include "model/settingsmodel.h"
 #include "skills/skillcatalog.h"
+#include "ui/state/windowstate.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -54,12 +55,12 @@ void buildGroups(SettingsModel *model, int bot, QVBoxLayout *layout)
             if (skill.group != group)
                 continue;
             if (!section) {
-                section = new SettingsGroup(model, group);
+                section = new SettingsGroup(WindowState::of(model), group);
                 layout->addWidget(section);
                 layout->addSpacing(10);
             }
             const QString name = skill.name;
-            auto *row = new ToggleRow(model, skill.title, skill.description);
+            auto *row = new ToggleRow(WindowState::of(model), skill.title, skill.description);
             row->setObjectName(u"botSkillRow:"_s + name);
             row->setExplainerElided();
             row->toggle()->setObjectName(u"botSkill:"_s + name);
@@ -69,7 +70,8 @@ void buildGroups(SettingsModel *model, int bot, QVBoxLayout *layout)
             row->bind(Bind::Flag{
                           [model, bot, name] { return model->effectiveEnabled(bot, name); },
                           [model, bot, name](const bool &on) { model->setBotSkill(bot, name, on); },
-                          {&SettingsModel::botProfilesChanged, &SettingsModel::skillsChanged}},
+                          {Bind::Change(model, &SettingsModel::botProfilesChanged),
+                           Bind::Change(model, &SettingsModel::skillsChanged)}},
                       {}); // setBotSkill saves and notifies
             const QString description = skill.description;
             Bind::watch(model, row, {&SettingsModel::skillsChanged},

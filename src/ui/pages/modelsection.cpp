@@ -12,6 +12,7 @@
 #include "model/settingsmodel.h"
 #include "providers/providertargets.h"
 #include "service/statusinfo.h"
+#include "ui/state/windowstate.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -41,7 +42,7 @@ QFont breakdownFont(const QFont &base)
 ModelSection::ModelSection(SettingsModel *model, QWidget *parent)
     : QWidget(parent)
     , m_model(model)
-    , m_page(new SettingsPage(model, u"Model"_s))
+    , m_page(new SettingsPage(WindowState::of(model), u"Model"_s))
 {
     setObjectName(u"modelPage"_s);
     auto *layout = new QVBoxLayout(this);
@@ -59,16 +60,16 @@ void ModelSection::buildStatus()
     SettingsModel *model = m_model;
     SettingsGroup *group = m_page->addGroup(u"Status"_s);
 
-    auto *running = new StatusRow(model, u"Status"_s);
-    auto *provider = new StatusRow(model, u"Primary provider"_s);
-    auto *backups = new StatusRow(model, u"Backup models"_s);
-    auto *requests = new StatusRow(model, u"Requests"_s);
+    auto *running = new StatusRow(WindowState::of(model), u"Status"_s);
+    auto *provider = new StatusRow(WindowState::of(model), u"Primary provider"_s);
+    auto *backups = new StatusRow(WindowState::of(model), u"Backup models"_s);
+    auto *requests = new StatusRow(WindowState::of(model), u"Requests"_s);
     QLabel *perBot = new WrapLabel; // nicknames may be long words
     perBot->setObjectName(u"requestsByBot"_s);
     perBot->setFont(breakdownFont(perBot->font()));
     perBot->setForegroundRole(QPalette::PlaceholderText);
     perBot->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    auto *tokens = new StatusRow(model, u"Tokens used"_s);
+    auto *tokens = new StatusRow(WindowState::of(model), u"Tokens used"_s);
     for (QWidget *widget : {static_cast<QWidget *>(running), static_cast<QWidget *>(provider),
                             static_cast<QWidget *>(backups), static_cast<QWidget *>(requests),
                             static_cast<QWidget *>(perBot), static_cast<QWidget *>(tokens)}) {
@@ -138,7 +139,7 @@ void ModelSection::buildPrimary()
     url->setObjectName(u"primaryUrl"_s);
     url->bind(model, Bind::config<ConfigKey::BaseURL>(&model->store()), save);
     group->addWidget(
-        new SettingRow(model, u"Server URL (required)"_s,
+        new SettingRow(WindowState::of(model), u"Server URL (required)"_s,
                        u"Any OpenAI-compatible endpoint — e.g. https://api.openai.com/v1, "
                        u"https://openrouter.ai/api/v1, http://127.0.0.1:11234/v1 for local"_s,
                        url));
@@ -146,9 +147,9 @@ void ModelSection::buildPrimary()
     auto *key = new SecretField(SecretField::keyHelp());
     key->setObjectName(u"primaryKey"_s);
     key->bind(model, Bind::config<ConfigKey::ApiKey>(&model->store()), save,
-              Bind::shownApiKey(model));
+              Bind::shownApiKey(WindowState::of(model)));
     group->addWidget(
-        new SettingRow(model, u"API key"_s,
+        new SettingRow(WindowState::of(model), u"API key"_s,
                        u"Empty for local servers. Keys stay in your config file only."_s, key));
 
     auto *modelId = new Field;
@@ -157,7 +158,7 @@ void ModelSection::buildPrimary()
     auto *picker = new ModelPicker(model, modelId,
                                    [model] { return Providers::primaryTarget(model->values()); });
     auto *modelRow = new SettingRow(
-        model, u"Model name (required)"_s,
+        WindowState::of(model), u"Model name (required)"_s,
         u"e.g. claude-sonnet-4-5, gpt-5, deepseek-v4-flash-free, or a local model id."_s, picker);
     group->addWidget(modelRow);
     group->addWidget(picker->messageLabel());
@@ -167,13 +168,13 @@ void ModelSection::buildPrimary()
     nickname->setObjectName(u"primaryNickname"_s);
     nickname->bind(model, Bind::config<ConfigKey::ModelName>(&model->store()), save);
     group->addWidget(new SettingRow(
-        model, u"Nickname"_s,
+        WindowState::of(model), u"Nickname"_s,
         u"A friendly name so you can tell models apart (shows in the menu bar picker)."_s,
         nickname));
 
     auto *testButton = new QPushButton(u"Test"_s);
     testButton->setObjectName(u"primaryTest"_s);
-    auto *testRow = new SettingRow(model, u"Connection test"_s, {}, testButton);
+    auto *testRow = new SettingRow(WindowState::of(model), u"Connection test"_s, {}, testButton);
     group->addWidget(testRow);
     QLabel *outcome = testOutcomeLabel(u"primaryTestOutcome"_s);
     group->addWidget(outcome);
@@ -203,7 +204,8 @@ void ModelSection::buildBackups()
     list.text = [model](int row, QString Fallback::*field) {
         return Bind::fallbackText(model, row, field);
     };
-    list.shownKey = [model](int row) { return Bind::shownFallbackKey(model, row); };
+    list.shownKey
+        = [model](int row) { return Bind::shownFallbackKey(WindowState::of(model), row); };
     list.target = [model](int row) {
         return Providers::backupTarget(model->values(), row).value_or(Providers::ProviderTarget{});
     };

@@ -3,6 +3,7 @@
 #include "ui/controls/field.h"
 #include "ui/controls/settingrow.h"
 #include "model/settingsmodel.h"
+#include "ui/controls/rowfilter.h"
 
 #include <QFrame>
 #include <QHBoxLayout>
@@ -39,10 +40,10 @@ QFont groupTitleFont(const QFont &base)
 
 // ---- SettingsGroup -----------------------------------------------------------------------------
 
-SettingsGroup::SettingsGroup(SettingsModel *model, const QString &title, const QString &explainer,
-                             QWidget *parent)
+SettingsGroup::SettingsGroup(const RowFilter *filter, const QString &title,
+                             const QString &explainer, QWidget *parent)
     : QWidget(parent)
-    , m_model(model)
+    , m_filter(filter)
     , m_title(plainLabel(title))
     , m_explainer(secondaryLabel(explainer))
     , m_layout(new QVBoxLayout)
@@ -69,8 +70,9 @@ SettingsGroup::SettingsGroup(SettingsModel *model, const QString &title, const Q
     column->addWidget(box);
 
     // Queued, so that the rows have applied the new filter first.
-    connect(model, &SettingsModel::filterChanged, this, &SettingsGroup::updateVisibility,
-            Qt::QueuedConnection);
+    if (m_filter)
+        m_filter->followRowFilter(
+            this, [this] { updateVisibility(); }, Qt::QueuedConnection);
 }
 
 void SettingsGroup::setExplainer(const QString &text)
@@ -83,13 +85,13 @@ void SettingsGroup::addWidget(QWidget *widget)
 {
     m_layout->addWidget(widget);
     // A group built while a search is under way shows only if a row of it matches.
-    if (!m_model->filter().isEmpty())
+    if (m_filter && !m_filter->rowFilter().isEmpty())
         updateVisibility();
 }
 
 void SettingsGroup::updateVisibility()
 {
-    bool show = m_model->filter().isEmpty();
+    bool show = !m_filter || m_filter->rowFilter().isEmpty();
     if (!show) {
         const QList<FilteredRow *> rows = findChildren<FilteredRow *>();
         show = std::any_of(rows.cbegin(), rows.cend(),
@@ -100,9 +102,9 @@ void SettingsGroup::updateVisibility()
 
 // ---- SettingsPage ------------------------------------------------------------------------------
 
-SettingsPage::SettingsPage(SettingsModel *model, const QString &heading, QWidget *parent)
+SettingsPage::SettingsPage(const RowFilter *filter, const QString &heading, QWidget *parent)
     : QScrollArea(parent)
-    , m_model(model)
+    , m_filter(filter)
     , m_heading(new ElidingLabel(heading))
     , m_layout(new QVBoxLayout)
 {
@@ -152,7 +154,7 @@ void SettingsPage::addWidget(QWidget *widget)
 
 SettingsGroup *SettingsPage::addGroup(const QString &title, const QString &explainer)
 {
-    auto *group = new SettingsGroup(m_model, title, explainer);
+    auto *group = new SettingsGroup(m_filter, title, explainer);
     addWidget(group);
     return group;
 }

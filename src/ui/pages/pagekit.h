@@ -11,18 +11,18 @@
 class QLabel;
 class QHBoxLayout;
 class QVBoxLayout;
-class SettingsModel;
+class RowFilter;
 class SettingRow;
 
 // What every page needs around its rows: a scrollable page with a heading, titled groups, and
 // blocks that are rebuilt when the shape of the model changes (the number of backup rows, …).
 
-// A titled box of rows. While the settings filter is not empty and none of its rows match, the
-// whole group (title included) is hidden, so a search shows only what it found.
+// A titled box of rows. While the window's search (`filter`) is not empty and none of its rows
+// match, the whole group (title included) is hidden, so a search shows only what it found.
 class SettingsGroup final : public QWidget {
     Q_OBJECT
 public:
-    SettingsGroup(SettingsModel *model, const QString &title, const QString &explainer = {},
+    SettingsGroup(const RowFilter *filter, const QString &title, const QString &explainer = {},
                   QWidget *parent = nullptr);
 
     QLabel *titleLabel() const { return m_title; }
@@ -37,18 +37,18 @@ public:
     void updateVisibility();
 
 private:
-    SettingsModel *m_model;
+    const RowFilter *m_filter;
     QLabel *m_title;
     QLabel *m_explainer;
     QVBoxLayout *m_layout;
 };
 
 // A scrollable page: the heading, an optional introduction line, then groups and widgets top to
-// bottom. Its objectName is given by the page ("modelPage", …).
+// bottom, its groups following `filter`. Its objectName is given by the page ("modelPage", …).
 class SettingsPage final : public QScrollArea {
     Q_OBJECT
 public:
-    SettingsPage(SettingsModel *model, const QString &heading, QWidget *parent = nullptr);
+    SettingsPage(const RowFilter *filter, const QString &heading, QWidget *parent = nullptr);
 
     QLabel *headingLabel() const { return m_heading; }
     void setHeading(const QString &text);
@@ -60,10 +60,8 @@ public:
     void addWidget(QWidget *widget);
     QVBoxLayout *contentLayout() const { return m_layout; }
 
-    SettingsModel *settingsModel() const { return m_model; }
-
 private:
-    SettingsModel *m_model;
+    const RowFilter *m_filter;
     QLabel *m_heading;
     QLabel *m_intro = nullptr;
     QVBoxLayout *m_layout;

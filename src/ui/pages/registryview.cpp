@@ -9,6 +9,7 @@
 #include "model/settingsmodel.h"
 #include "skills/registrylisting.h"
 #include "skills/skillcatalog.h"
+#include "ui/state/windowstate.h"
 
 #include <QAction>
 #include <QHBoxLayout>
@@ -28,9 +29,10 @@ QList<RegistryEntry> catalogue(const SettingsModel *model)
     return SkillCatalog::withLoadedEntries(model->githubRawBase(), model->catalogEntries());
 }
 
-RegistryListing::Page currentPage(const SettingsModel *model)
+RegistryListing::Page currentPage(SettingsModel *model)
 {
-    return RegistryListing::page(catalogue(model), model->registryFilter(), model->registryPage());
+    return RegistryListing::page(catalogue(model), WindowState::of(model)->registryFilter(),
+                                 WindowState::of(model)->registryPage());
 }
 
 // An "Install" button that stays disabled while its download runs, so a slow server does not
@@ -78,7 +80,7 @@ QWidget *previewAndInstall(SettingsModel *model, const RegistryEntry &entry, con
 
 // What decides the catalogue rows on screen: the entries of the shown page and whether each is
 // installed.
-QString catalogueShape(const SettingsModel *model)
+QString catalogueShape(SettingsModel *model)
 {
     const RegistryListing::Page page = currentPage(model);
     QString shape = QString::number(page.page) + u'\x1e';
@@ -113,7 +115,7 @@ void buildCatalogueRows(SettingsModel *model, QVBoxLayout *layout)
                                         installButton(model, u"install:"_s + entry.name, entry.name,
                                                       [model, entry] { model->install(entry); }));
         }
-        auto *row = new SettingRow(model, entry.title, entry.description, control);
+        auto *row = new SettingRow(WindowState::of(model), entry.title, entry.description, control);
         row->setObjectName(u"entryRow:"_s + entry.name);
         layout->addWidget(row);
     }
@@ -132,7 +134,7 @@ void buildResultRows(SettingsModel *model, QVBoxLayout *layout)
     for (const RegistryEntry &entry : model->githubResults()) {
         const QString fullName = RegistryEntry::withoutSearchPrefix(entry.name);
         auto *row = new SettingRow(
-            model, fullName, entry.description,
+            WindowState::of(model), fullName, entry.description,
             previewAndInstall(
                 model, entry, u"result"_s,
                 installButton(model, u"installResult:"_s + entry.name, entry.name,
@@ -151,7 +153,7 @@ void buildResultRows(SettingsModel *model, QVBoxLayout *layout)
 RegistryView::RegistryView(SettingsModel *model, QWidget *parent)
     : QWidget(parent)
     , m_model(model)
-    , m_page(new SettingsPage(model, u"Skill Registry"_s))
+    , m_page(new SettingsPage(WindowState::of(model), u"Skill Registry"_s))
 {
     setObjectName(u"registryPage"_s);
     m_page->setObjectName(u"registryScroll"_s);
@@ -165,7 +167,8 @@ RegistryView::RegistryView(SettingsModel *model, QWidget *parent)
     SettingsGroup *list = m_page->addGroup(u"Catalog"_s);
     auto *rows = new DynamicBlock(
         model,
-        {&SettingsModel::registryFilterChanged, &SettingsModel::registryPageChanged,
+        {Bind::Change(WindowState::of(model), &WindowState::registryFilterChanged),
+         Bind::Change(WindowState::of(model), &WindowState::registryPageChanged),
          &SettingsModel::catalogEntriesChanged, &SettingsModel::skillsChanged},
         [model] { return catalogueShape(model); },
         [model](QVBoxLayout *blockLayout) { buildCatalogueRows(model, blockLayout); });
@@ -203,15 +206,16 @@ RegistryView::RegistryView(SettingsModel *model, QWidget *parent)
     connect(previous, &QToolButton::clicked, this, [model] {
         const RegistryListing::Page page = currentPage(model);
         if (page.hasPrevious())
-            model->setRegistryPage(page.page - 1);
+            WindowState::of(model)->setRegistryPage(page.page - 1);
     });
     connect(next, &QToolButton::clicked, this, [model] {
         const RegistryListing::Page page = currentPage(model);
         if (page.hasNext())
-            model->setRegistryPage(page.page + 1);
+            WindowState::of(model)->setRegistryPage(page.page + 1);
     });
     Bind::watch(model, pager,
-                {&SettingsModel::registryFilterChanged, &SettingsModel::registryPageChanged,
+                {Bind::Change(WindowState::of(model), &WindowState::registryFilterChanged),
+                 Bind::Change(WindowState::of(model), &WindowState::registryPageChanged),
                  &SettingsModel::catalogEntriesChanged},
                 [model, previous, next, indicator] {
                     const RegistryListing::Page page = currentPage(model);
@@ -233,9 +237,9 @@ RegistryView::RegistryView(SettingsModel *model, QWidget *parent)
 
 void RegistryView::setFilter(const QString &text)
 {
-    m_model->setRegistryFilter(text);
+    WindowState::of(m_model)->setRegistryFilter(text);
     // A narrower list may have fewer pages than the one the user was on.
-    m_model->setRegistryPage(0);
+    WindowState::of(m_model)->setRegistryPage(0);
 }
 
 QWidget *RegistryView::buildSearchBar()
@@ -279,16 +283,17 @@ QWidget *RegistryView::buildSearchBar()
     });
     // Return starts the GitHub search with what was typed, like the button.
     connect(m_search, &QLineEdit::returnPressed, this,
-            [this] { m_model->searchGithub(m_model->registryFilter()); });
+            [this] { m_model->searchGithub(WindowState::of(m_model)->registryFilter()); });
     connect(search, &QPushButton::clicked, this,
-            [this] { m_model->searchGithub(m_model->registryFilter()); });
+            [this] { m_model->searchGithub(WindowState::of(m_model)->registryFilter()); });
 
-    Bind::watch(m_model, m_search, {&SettingsModel::registryFilterChanged}, [this, clear] {
-        const QString &filter = m_model->registryFilter();
-        if (m_search->text() != filter)
-            m_search->setText(filter);
-        clear->setVisible(!filter.isEmpty());
-    });
+    Bind::watch(WindowState::of(m_model), m_search, {&WindowState::registryFilterChanged},
+                [this, clear] {
+                    const QString &filter = WindowState::of(m_model)->registryFilter();
+                    if (m_search->text() != filter)
+                        m_search->setText(filter);
+                    clear->setVisible(!filter.isEmpty());
+                });
     Bind::watch(m_model, searching, {&SettingsModel::githubSearchingChanged},
                 [this, searching] { setShownWithParent(searching, m_model->githubSearching()); });
     return bar;
@@ -390,7 +395,7 @@ QWidget *RegistryView::buildGithubResults()
     auto *column = new QVBoxLayout(section);
     column->setContentsMargins(0, 0, 0, 0);
 
-    auto *group = new SettingsGroup(m_model, u"GitHub results"_s);
+    auto *group = new SettingsGroup(WindowState::of(m_model), u"GitHub results"_s);
     column->addWidget(group);
     auto *rows = new DynamicBlock(
         m_model, {&SettingsModel::githubResultsChanged, &SettingsModel::skillsChanged},

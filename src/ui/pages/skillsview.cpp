@@ -9,6 +9,7 @@
 #include "model/settingsmodel.h"
 #include "skills/skillcatalog.h"
 #include "skills/skillupdates.h"
+#include "ui/state/windowstate.h"
 
 #include <QFrame>
 #include <QLabel>
@@ -99,17 +100,17 @@ void buildSkillSections(SettingsModel *model, SkillUpdates *updates, QVBoxLayout
         if (members.isEmpty())
             continue;
 
-        auto *section = new SettingsGroup(model, group);
+        auto *section = new SettingsGroup(WindowState::of(model), group);
         layout->addWidget(section);
         layout->addSpacing(12);
 
-        auto *master = new ToggleRow(model, u"All "_s + group + u" skills"_s,
+        auto *master = new ToggleRow(WindowState::of(model), u"All "_s + group + u" skills"_s,
                                      u"Master switch for this group."_s);
         master->toggle()->setObjectName(objectNameForTitle(group) + u"Master"_s);
         master->bind(
             Bind::Flag{[model, group] { return model->groupEnabled(group); },
                        [model, group](const bool &on) { model->setGroupEnabled(group, on); },
-                       {&SettingsModel::skillsChanged}},
+                       {Bind::Change(model, &SettingsModel::skillsChanged)}},
             {}); // setGroupEnabled writes the file itself, once per skill
         section->addWidget(master);
         // A hairline sets the group's own switch apart from the skills it governs.
@@ -125,7 +126,7 @@ void buildSkillSections(SettingsModel *model, SkillUpdates *updates, QVBoxLayout
 
         for (const SkillInfo &skill : std::as_const(members)) {
             const QString caption = SkillsView::caption(skill);
-            auto *row = new ToggleRow(model, skill.title, caption);
+            auto *row = new ToggleRow(WindowState::of(model), skill.title, caption);
             row->setObjectName(u"skillRow:"_s + skill.name);
             // A long description is cut; the "Try: …" after it stays.
             row->setExplainerElided(caption.size() - skill.description.size());
@@ -134,7 +135,7 @@ void buildSkillSections(SettingsModel *model, SkillUpdates *updates, QVBoxLayout
             row->bind(
                 Bind::Flag{[model, name] { return skillEnabled(model, name); },
                            [model, name](const bool &on) { model->setSkillEnabled(name, on); },
-                           {&SettingsModel::skillsChanged}},
+                           {Bind::Change(model, &SettingsModel::skillsChanged)}},
                 {});
             if (skill.origin == u"registry")
                 row->setTrailing(SkillUpdatesView::mark(updates, skill, deleteButton(model, name)));
@@ -156,7 +157,7 @@ QString SkillsView::caption(const SkillInfo &skill)
 
 SkillsView::SkillsView(SettingsModel *model, QWidget *parent)
     : QWidget(parent)
-    , m_page(new SettingsPage(model, u"Skills & Features"_s))
+    , m_page(new SettingsPage(WindowState::of(model), u"Skills & Features"_s))
 {
     setObjectName(u"skillsPage"_s);
     m_page->setObjectName(u"skillsScroll"_s);
@@ -166,7 +167,7 @@ SkillsView::SkillsView(SettingsModel *model, QWidget *parent)
 
     SettingsGroup *featureGroup = m_page->addGroup(u"Features"_s);
     for (const Feature &feature : features()) {
-        auto *row = new ToggleRow(model, feature.title, feature.help);
+        auto *row = new ToggleRow(WindowState::of(model), feature.title, feature.help);
         row->toggle()->setObjectName(feature.objectName);
         Bind::Flag value = feature.value(&model->store());
         value.set = [model, key = feature.key](const bool &on) { model->setFeature(key, on); };

@@ -4,6 +4,7 @@
 #include "ui/controls/settingrow.h"
 #include "model/settingsmodel.h"
 #include "skills/skillupdates.h"
+#include "ui/state/windowstate.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -26,7 +27,7 @@ SettingRow *checkRow(SettingsModel *model, SkillUpdates *updates)
 {
     auto *button = new QPushButton(u"Check for updates"_s);
     button->setObjectName(u"checkSkillUpdates"_s);
-    auto *row = new SettingRow(model, u"Skill updates"_s, idleExplainer(), button);
+    auto *row = new SettingRow(WindowState::of(model), u"Skill updates"_s, idleExplainer(), button);
     row->setObjectName(u"skillUpdatesRow"_s);
     // The button stays enabled while a check runs, so that the keyboard focus stays on it; a
     // press then changes nothing.

@@ -10,6 +10,7 @@
 #include "config/configdocument.h"
 #include "config/personafiles.h"
 #include "model/settingsmodel.h"
+#include "ui/state/windowstate.h"
 
 #include <QVBoxLayout>
 
@@ -42,7 +43,7 @@ void addTextRows(SettingsModel *model, SettingsGroup *group, const QList<TextRow
             field->setFixedWidth(field->fontMetrics().averageCharWidth() * 12);
             field->setAlignment(Qt::AlignRight);
         }
-        group->addWidget(new SettingRow(model, row.title, row.explainer, field));
+        group->addWidget(new SettingRow(WindowState::of(model), row.title, row.explainer, field));
     }
 }
 
@@ -50,7 +51,7 @@ void addTextRows(SettingsModel *model, SettingsGroup *group, const QList<TextRow
 
 TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *parent)
     : QWidget(parent)
-    , m_page(new SettingsPage(model, u"Defaults"_s))
+    , m_page(new SettingsPage(WindowState::of(model), u"Defaults"_s))
 {
     setObjectName(u"telegramPage"_s);
     auto *layout = new QVBoxLayout(this);
@@ -75,8 +76,8 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
     // The defaults inherit from nothing: an empty time reads as 08:00.
     time->bind(
         model, Bind::config<ConfigKey::BriefingTime>(store), [] { return QString(); }, {}, save);
-    chats->addWidget(
-        new SettingRow(model, u"Daily briefing time"_s, u"24-hour HH:MM (e.g. 08:00)."_s, time));
+    chats->addWidget(new SettingRow(WindowState::of(model), u"Daily briefing time"_s,
+                                    u"24-hour HH:MM (e.g. 08:00)."_s, time));
 
     addTextRows(model, chats,
                 {{u"Briefing prompt"_s,
@@ -119,10 +120,11 @@ TelegramDefaultsSection::TelegramDefaultsSection(SettingsModel *model, QWidget *
     // The catalogue follows the persona file: its folder is where the other personas live.
     soul->bind(
         model, [] { return ConfigDocument::defaultSoulFile(); },
-        [model] { return personaFiles(model->soulFile()); }, soulCustomKey(),
+        [model] { return personaFiles(model->soulFile()); },
+        Bind::customMode(WindowState::of(model), soulCustomKey()),
         Bind::config<ConfigKey::SoulFile>(store), save);
     behaviour->addWidget(new SettingRow(
-        model, u"Soul file"_s,
+        WindowState::of(model), u"Soul file"_s,
         u"Persona the bots run with. .md files in this folder (soul*.md, *persona*.md) appear in "
         u"every bot's Soul dropdown."_s,
         soul));

@@ -4,6 +4,7 @@
 #include "ui/pages/pagekit.h"
 #include "model/settingsmodel.h"
 #include "providers/providerbatch.h"
+#include "ui/state/windowstate.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
@@ -119,7 +120,7 @@ void addTestAll(SettingsModel *model, SettingsGroup *group)
 
     auto *button = new QPushButton(u"Test all"_s);
     button->setObjectName(u"testAll"_s);
-    auto *row = new SettingRow(model, u"Test all providers"_s,
+    auto *row = new SettingRow(WindowState::of(model), u"Test all providers"_s,
                                u"Tests the primary model, every backup model and each bot's own "
                                u"provider and backup models, four at a time."_s,
                                button);

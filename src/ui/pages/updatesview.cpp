@@ -4,6 +4,7 @@
 #include "ui/pages/aboutview.h"
 #include "ui/pages/pagekit.h"
 #include "ui/pages/pages.h"
+#include "ui/state/windowstate.h"
 
 #include <QHBoxLayout>
 #include <QLabel>
@@ -28,7 +29,7 @@ QLabel *note(const QString &text, const QString &name)
 
 UpdatesView::UpdatesView(SettingsModel *model, QWidget *parent)
     : QWidget(parent)
-    , m_page(new SettingsPage(model, u"Updates"_s))
+    , m_page(new SettingsPage(WindowState::of(model), u"Updates"_s))
 {
     setObjectName(u"updatesPage"_s);
     auto *layout = new QVBoxLayout(this);

@@ -24,8 +24,7 @@ WindowState::WindowState(SettingsModel *model)
     : QObject(model)
     , m_model(model)
 {
-    connect(&model->store(), &ConfigStore::documentApplied, this,
-            &WindowState::keepSelectionValid);
+    connect(&model->store(), &ConfigStore::documentApplied, this, &WindowState::keepSelectionValid);
     connect(model, &SettingsModel::botAdded, this, &WindowState::botAdded);
     connect(model, &SettingsModel::botRemoved, this, &WindowState::botRemoved);
     connect(model, &SettingsModel::fallbackMoved, this, &WindowState::fallbackMoved);
@@ -76,9 +75,10 @@ void WindowState::fallbackMoved(int from, int to)
 // ---- the search --------------------------------------------------------------------------------
 
 QMetaObject::Connection WindowState::followRowFilter(QObject *context,
-                                                     std::function<void()> changed) const
+                                                     std::function<void()> changed,
+                                                     Qt::ConnectionType type) const
 {
-    return connect(this, &WindowState::filterChanged, context, std::move(changed));
+    return connect(this, &WindowState::filterChanged, context, std::move(changed), type);
 }
 
 // ---- setters -----------------------------------------------------------------------------------
@@ -172,3 +172,44 @@ void WindowState::setRegistryPage(int value)
 {
     assign(m_registryPage, value, &WindowState::registryPageChanged);
 }
+
+// ---- bindings ----------------------------------------------------------------------------------
+
+namespace Bind {
+
+Shown shownApiKey(WindowState *state)
+{
+    return {[state] { return state->showApiKey(); },
+            [state] { state->toggleShowApiKey(); },
+            {Change(state, &WindowState::showApiKeyChanged)}};
+}
+
+Shown shownToken(WindowState *state, int bot)
+{
+    return {[state, bot] { return state->showTokenKeys().contains(bot); },
+            [state, bot] { state->toggleShowTokenKey(bot); },
+            {Change(state, &WindowState::showTokenKeysChanged)}};
+}
+
+Shown shownFallbackKey(WindowState *state, int index)
+{
+    return {[state, index] { return state->showFallbackKeys().contains(index); },
+            [state, index] { state->toggleShowFallbackKey(index); },
+            {Change(state, &WindowState::showFallbackKeysChanged)}};
+}
+
+Shown shownProfileKey(WindowState *state, const QString &identity)
+{
+    return {[state, identity] { return state->showProfileKeys().contains(identity); },
+            [state, identity] { state->toggleShowProfileKey(identity); },
+            {Change(state, &WindowState::showProfileKeysChanged)}};
+}
+
+Flag customMode(WindowState *state, const QString &customKey)
+{
+    return {[state, customKey] { return state->choiceCustom().contains(customKey); },
+            [state, customKey](const bool &on) { state->setChoiceCustomMode(customKey, on); },
+            {Change(state, &WindowState::choiceCustomChanged)}};
+}
+
+} // namespace Bind

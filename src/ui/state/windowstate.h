@@ -1,6 +1,7 @@
 #pragma once
 
 #include "config/sidebaritem.h"
+#include "ui/controls/binding.h"
 #include "ui/controls/rowfilter.h"
 
 #include <QObject>
@@ -40,8 +41,9 @@ public:
     const QString &filter() const { return m_filter; }
     void setFilter(const QString &value);
     QString rowFilter() const override { return m_filter; }
-    QMetaObject::Connection followRowFilter(QObject *context,
-                                            std::function<void()> changed) const override;
+    QMetaObject::Connection followRowFilter(QObject *context, std::function<void()> changed,
+                                            Qt::ConnectionType type
+                                            = Qt::AutoConnection) const override;
 
     // Secrets shown in clear: the primary key, bot tokens (by bot), backup models' keys (by
     // index), per-bot keys (identity such as "0-1" for bot 0's second backup row).
@@ -123,3 +125,17 @@ private:
     QString m_registryFilter;
     int m_registryPage = 0;
 };
+
+// Bindings to the window's state, for the controls that show it.
+namespace Bind {
+
+// Secret visibility: the primary key, a bot token, a backup model's key, a per-bot key
+// (identity such as "0-1" for bot 0's second backup row).
+Shown shownApiKey(WindowState *state);
+Shown shownToken(WindowState *state, int bot);
+Shown shownFallbackKey(WindowState *state, int index);
+Shown shownProfileKey(WindowState *state, const QString &identity);
+// Whether the choice control with `customKey` was switched into custom-entry mode.
+Flag customMode(WindowState *state, const QString &customKey);
+
+} // namespace Bind
