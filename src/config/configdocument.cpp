@@ -108,7 +108,8 @@ const QList<TopLevelKey> &topLevelKeys()
     return keys;
 }
 
-// How a per-bot key is read, and how it is compared with the default on writing.
+// How a per-bot key is read, and how it is compared with the default on writing (the fileKind
+// column of botkeys.def).
 enum class BotKind {
     Words,   // read from an array of strings; written as one comma-joined string
     Ids,     // ID list; written as an array of integers
@@ -121,25 +122,28 @@ struct BotKey {
     QStringView json;
     BotKind kind;
     QString BotProfile::*field;
-    QString ConfigValues::*defaultValue; // nullptr for Own
+    QString ConfigValues::*defaultValue; // what the bot inherits; never compared with for Own
 };
 
+// The order in which the keys of a bot are compared, and so named by changedKeys(). A key of
+// the list not named here follows these, in the order of the list.
+constexpr QStringView botChangeOrder[] = {
+    u"trigger_words", u"clip_trigger_words", u"allowed_ids", u"briefing_time", u"briefing_prompt",
+    u"bot_mode",      u"base_url",           u"api_key",     u"model",         u"soul_file",
+};
+
+// Every line of botkeys.def.
 const QList<BotKey> &botKeys()
 {
-    static const QList<BotKey> keys = {
-        {u"trigger_words", BotKind::Words, &BotProfile::triggerWords, &ConfigValues::triggerWords},
-        {u"clip_trigger_words", BotKind::Words, &BotProfile::clipTriggerWords,
-         &ConfigValues::clipTriggerWords},
-        {u"allowed_ids", BotKind::Ids, &BotProfile::allowedIDs, &ConfigValues::allowedIDs},
-        {u"briefing_time", BotKind::Text, &BotProfile::briefingTime, &ConfigValues::briefingTime},
-        {u"briefing_prompt", BotKind::Text, &BotProfile::briefingPrompt,
-         &ConfigValues::briefingPrompt},
-        {u"bot_mode", BotKind::Text, &BotProfile::botMode, &ConfigValues::botMode},
-        {u"base_url", BotKind::Trimmed, &BotProfile::baseURL, &ConfigValues::baseURL},
-        {u"api_key", BotKind::Text, &BotProfile::apiKey, &ConfigValues::apiKey},
-        {u"model", BotKind::Text, &BotProfile::model, &ConfigValues::model},
-        {u"soul_file", BotKind::Own, &BotProfile::soulFile, nullptr},
-    };
+    static const QList<BotKey> keys = [] {
+        const QList<BotKey> list = {
+#define VARNOOK_BOT_KEY(member, json, fileKind, ctlKind, inherits, ...)                            \
+    {u"" json, BotKind::fileKind, &BotProfile::member, &ConfigValues::inherits},
+#include "config/botkeys.def"
+#undef VARNOOK_BOT_KEY
+        };
+        return inKeyOrder(list, botChangeOrder);
+    }();
     return keys;
 }
 
@@ -423,7 +427,7 @@ struct BotDefaults {
     explicit BotDefaults(const ConfigValues &defaults)
     {
         for (const BotKey &key : botKeys()) {
-            const QString value = key.defaultValue ? defaults.*key.defaultValue : QString();
+            const QString value = key.kind == BotKind::Own ? QString() : defaults.*key.defaultValue;
             words.append(key.kind == BotKind::Words ? commaList(value) : QStringList());
             ids.append(key.kind == BotKind::Ids ? idList(value) : QList<qint64>());
             texts.append(key.kind == BotKind::Trimmed ? value.trimmed() : value);

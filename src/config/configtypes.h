@@ -26,20 +26,14 @@ struct Fallback {
     bool operator==(const Fallback &) const = default;
 };
 
-// What one bot overrides. An empty field means "inherits the default".
+// What one bot overrides: a text field per line of botkeys.def, where an empty text means
+// "inherits the default", and the bot's own backup models and switched-off skills.
 struct BotProfile {
-    QString triggerWords;
-    QString clipTriggerWords;
-    QString allowedIDs;
-    QString briefingTime;
-    QString briefingPrompt;
-    QString botMode;
-    QString baseURL;
-    QString apiKey;
-    QString model;
+#define VARNOOK_BOT_KEY(member, ...) QString member;
+#include "config/botkeys.def"
+#undef VARNOOK_BOT_KEY
     QList<Fallback> fallbacks;
     QStringList disabledSkills;
-    QString soulFile;
 
     bool operator==(const BotProfile &) const = default;
 };

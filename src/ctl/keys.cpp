@@ -140,26 +140,14 @@ ConfigValues readingDefaults()
 
 const QList<BotKey> &botKeys()
 {
-    using B = BotProfile;
-    using C = ConfigValues;
     static const QList<BotKey> keys = {
         {"token"_L1, Kind::Text, u"Telegram bot token from @BotFather"_s},
         {"nickname"_L1, Kind::Text, u"Name used in status, logs and the sidebar"_s},
-        {"allowed_ids"_L1, Kind::Ids, u"Chat IDs that may talk to this bot"_s, &B::allowedIDs,
-         &C::allowedIDs},
-        {"trigger_words"_L1, Kind::Words, u"Words that make this bot answer in groups"_s,
-         &B::triggerWords, &C::triggerWords},
-        {"clip_trigger_words"_L1, Kind::Words, u"Words that grab a video or audio as a clip"_s,
-         &B::clipTriggerWords, &C::clipTriggerWords},
-        {"briefing_time"_L1, Kind::Time, u"Daily briefing time, 24-hour HH:MM"_s, &B::briefingTime,
-         &C::briefingTime},
-        {"briefing_prompt"_L1, Kind::Text, u"What this bot's daily briefing covers"_s,
-         &B::briefingPrompt, &C::briefingPrompt},
-        {"bot_mode"_L1, Kind::Text, u"This bot's mode"_s, &B::botMode, &C::botMode},
-        {"soul_file"_L1, Kind::Text, u"This bot's persona file"_s, &B::soulFile, &C::soulFile},
-        {"base_url"_L1, Kind::Text, u"This bot's provider: server URL"_s, &B::baseURL, &C::baseURL},
-        {"api_key"_L1, Kind::Text, u"This bot's provider: API key"_s, &B::apiKey, &C::apiKey},
-        {"model"_L1, Kind::Text, u"This bot's provider: model id"_s, &B::model, &C::model},
+#define VARNOOK_BOT_KEY(member, json, fileKind, ctlKind, inherits, meaning)                        \
+    {QLatin1StringView(json), Kind::ctlKind, QStringLiteral(meaning), &BotProfile::member,         \
+     &ConfigValues::inherits},
+#include "config/botkeys.def"
+#undef VARNOOK_BOT_KEY
         {"fallbacks"_L1, Kind::Providers, u"This bot's own backup models"_s},
         {"enabled_skills"_L1, Kind::Skills, u"Skills switched off for this bot only"_s},
     };

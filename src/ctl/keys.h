@@ -11,8 +11,9 @@
 class SettingsModel;
 
 // The configuration keys as varnookctl offers them: the JSON key names of the file, bound to
-// the settings model's properties. The rows come from the key list (config/configkeys.def),
-// plus the few keys of the file that other parts of the program read and write. How each key
+// the settings model's properties. The rows come from the key lists (config/configkeys.def, and
+// config/botkeys.def for what a bot overrides), plus the few keys of the file that other parts
+// of the program read and write. How each key
 // is read and written is the model's business (config/configdocument.cpp); this table only says
 // which property a key name stands for and what kind of value a user may give it.
 namespace CtlKeys {
