@@ -64,19 +64,13 @@ struct Setup {
     }
 };
 
-QStringList namesOf(const QList<SkillInfo> &skills)
-{
-    QStringList names;
-    for (const SkillInfo &skill : skills)
-        names.append(skill.name);
-    return names;
-}
+enum class Which { All, SwitchedOn };
 
-QStringList namesSwitchedOn(const QList<SkillInfo> &skills)
+QStringList namesOf(const QList<SkillInfo> &skills, Which which = Which::All)
 {
     QStringList names;
     for (const SkillInfo &skill : skills) {
-        if (skill.enabled)
+        if (which == Which::All || skill.enabled)
             names.append(skill.name);
     }
     return names;
@@ -101,7 +95,7 @@ private Q_SLOTS:
         QStringList names = namesOf(switches.skills());
         names.sort();
         QCOMPARE(names, (QStringList{u"memory"_s, u"voice"_s}));
-        QCOMPARE(namesSwitchedOn(switches.skills()), QStringList{u"memory"_s});
+        QCOMPARE(namesOf(switches.skills(), Which::SwitchedOn), QStringList{u"memory"_s});
         QCOMPARE(switches.globallyDisabledSkills(), QStringList{u"voice"_s});
         QVERIFY(switches.isInstalled(u"memory"_s));
         QVERIFY(!switches.isInstalled(u"notes"_s));
@@ -136,12 +130,12 @@ private Q_SLOTS:
         QCOMPARE(s.file().value("service_only_key"_L1).toString(), u"kept"_s);
         QCOMPARE(saved.count(), 1);
         QCOMPARE(changed.count(), 1);
-        QCOMPARE(namesSwitchedOn(switches.skills()), QStringList{u"memory"_s});
+        QCOMPARE(namesOf(switches.skills(), Which::SwitchedOn), QStringList{u"memory"_s});
 
         switches.setSkillEnabled(u"voice"_s, true);
         QCOMPARE(s.file().value("enabled_skills"_L1).toArray(), QJsonArray());
         QCOMPARE(saved.count(), 2);
-        QCOMPARE(namesSwitchedOn(switches.skills()).size(), 2);
+        QCOMPARE(namesOf(switches.skills(), Which::SwitchedOn).size(), 2);
     }
 
     void theGroupSwitchWritesEverySkillOfTheGroup()
@@ -166,7 +160,7 @@ private Q_SLOTS:
 
         switches.setGroupEnabled(u"Daily"_s, true);
         QCOMPARE(s.file().value("enabled_skills"_L1).toArray(), QJsonArray());
-        QCOMPARE(namesSwitchedOn(switches.skills()).size(), 3);
+        QCOMPARE(namesOf(switches.skills(), Which::SwitchedOn).size(), 3);
     }
 
     void aBotsOwnListSwitchesMoreOffAndResetClearsIt()
