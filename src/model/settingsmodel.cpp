@@ -28,6 +28,7 @@ SettingsModel::SettingsModel(QString path, ModelEnvironment environment, QObject
     , m_registry(new RegistryModel(
           m_store->path(), std::move(environment.githubApiBase),
           std::move(environment.githubRawBase), [this] { return network(); }, this))
+    , m_skillSwitches(new SkillSwitches(m_store, this))
 {
     connect(m_store, &ConfigStore::changed, this, &SettingsModel::announce);
     connect(m_store, &ConfigStore::fileProblemChanged, this, &SettingsModel::fileProblemChanged);
@@ -64,8 +65,14 @@ SettingsModel::SettingsModel(QString path, ModelEnvironment environment, QObject
     connect(m_registry, &RegistryModel::githubHasMoreChanged, this,
             &SettingsModel::githubHasMoreChanged);
     // What an install wrote is listed before the install is reported.
-    connect(m_registry, &RegistryModel::skillFileWritten, this, &SettingsModel::listSkills);
+    connect(m_registry, &RegistryModel::skillFileWritten, m_skillSwitches,
+            &SkillSwitches::listSkills);
     connect(m_registry, &RegistryModel::installFinished, this, &SettingsModel::installFinished);
+
+    connect(m_skillSwitches, &SkillSwitches::skillsChanged, this, &SettingsModel::skillsChanged);
+    connect(m_skillSwitches, &SkillSwitches::saved, this, &SettingsModel::postConfigChanged);
+    connect(m_skillSwitches, &SkillSwitches::sourceAdded, this,
+            [this] { setNewSource(QString()); });
 
     loadFromDisk();
     if (m_transport) {
@@ -332,7 +339,7 @@ void SettingsModel::setFallbackText(int index, QString Fallback::*field, const Q
 
 void SettingsModel::setSkills(const QList<SkillInfo> &value)
 {
-    assign(m_skills, value, &SettingsModel::skillsChanged);
+    m_skillSwitches->setSkills(value);
 }
 
 void SettingsModel::setNewSource(const QString &value)

@@ -5,6 +5,7 @@
 #include "providers/providertests.h"
 #include "service/servicelink.h"
 #include "skills/registrymodel.h"
+#include "skills/skillswitches.h"
 #include "skills/skilltypes.h"
 
 #include <QDateTime>
@@ -32,10 +33,11 @@ struct ModelEnvironment {
 
 // The one observable object the settings window and varnookctl are written against. It is made of
 // parts, each of which can be used on its own: the configuration store (file, document, values,
-// save), the service link (status and control), the provider tests and the skill registry; this
-// class owns them, forwards to them under the names the pages use, announces their changes as its
-// own signals, and keeps the operations that span parts (bots, backup models, skills). What the
-// window remembers about itself (selection, search, secrets shown in clear) is not here: see
+// save), the service link (status and control), the provider tests, the skill registry and the
+// skill switches (installed skills, which are on); this class owns them, forwards to them under
+// the names the pages use, announces their changes as its own signals, posts config-changed when
+// a part saved, and keeps the operations that span parts (bots, backup models). What the window
+// remembers about itself (selection, search, secrets shown in clear) is not here: see
 // ui/state/windowstate.h. Main thread only.
 class SettingsModel final : public QObject {
     Q_OBJECT
@@ -95,6 +97,8 @@ public:
     const ProviderTests &providerTests() const { return *m_providerTests; }
     RegistryModel &registry() { return *m_registry; }
     const RegistryModel &registry() const { return *m_registry; }
+    SkillSwitches &skillSwitches() { return *m_skillSwitches; }
+    const SkillSwitches &skillSwitches() const { return *m_skillSwitches; }
 
     // ---- configuration file ----------------------------------------------------------------
     const QString &path() const { return m_store->path(); }
@@ -182,18 +186,34 @@ public:
     QNetworkAccessManager *network();
 
     // ---- skills -------------------------------------------------------------------------------
-    QString skillsFolder() const;  // listing: "skills_dir" with "~" expanded, else skills/ beside
-    QString installFolder() const; // install and delete: always skills/ beside the config file
-    void loadSkillsAndFeatures();
-    QStringList globallyDisabledSkills() const; // "enabled_skills" of the raw document
-    void setSkillEnabled(const QString &name, bool on);
-    bool groupEnabled(const QString &group) const;
-    void setGroupEnabled(const QString &group, bool on);
-    void setFeature(const QString &key, bool value); // "backfill_missed", "briefing_crypto", …
-    void setBotSkill(int bot, const QString &name, bool on);
-    void resetBotSkills(int bot);
-    bool effectiveEnabled(int bot, const QString &name) const;
-    int botOverrideCount(int bot) const;
+    // Listing: "skills_dir" with "~" expanded, else skills/ beside the config file.
+    QString skillsFolder() const { return m_skillSwitches->skillsFolder(); }
+    // Install and delete: always skills/ beside the config file.
+    QString installFolder() const { return m_skillSwitches->installFolder(); }
+    void loadSkillsAndFeatures() { m_skillSwitches->loadSkillsAndFeatures(); }
+    // "enabled_skills" of the raw document: the names switched off.
+    QStringList globallyDisabledSkills() const { return m_skillSwitches->globallyDisabledSkills(); }
+    void setSkillEnabled(const QString &name, bool on)
+    {
+        m_skillSwitches->setSkillEnabled(name, on);
+    }
+    bool groupEnabled(const QString &group) const { return m_skillSwitches->groupEnabled(group); }
+    void setGroupEnabled(const QString &group, bool on)
+    {
+        m_skillSwitches->setGroupEnabled(group, on);
+    }
+    // key: "backfill_missed", "briefing_crypto", …
+    void setFeature(const QString &key, bool value) { m_skillSwitches->setFeature(key, value); }
+    void setBotSkill(int bot, const QString &name, bool on)
+    {
+        m_skillSwitches->setBotSkill(bot, name, on);
+    }
+    void resetBotSkills(int bot) { m_skillSwitches->resetBotSkills(bot); }
+    bool effectiveEnabled(int bot, const QString &name) const
+    {
+        return m_skillSwitches->effectiveEnabled(bot, name);
+    }
+    int botOverrideCount(int bot) const { return m_skillSwitches->botOverrideCount(bot); }
 
     // ---- skill registry -----------------------------------------------------------------------
     const QString &githubApiBase() const { return m_registry->githubApiBase(); }
@@ -202,7 +222,7 @@ public:
     void search(int page) { m_registry->search(page); }
     void loadMore() { m_registry->loadMore(); }
     void loadFullCatalog() { m_registry->loadFullCatalog(skillSources()); }
-    void addSource();
+    void addSource() { m_skillSwitches->addSource(m_newSource); }
     void install(const RegistryEntry &entry) { m_registry->install(entry); }
     void installSearchResult(const RegistryEntry &entry) { m_registry->installSearchResult(entry); }
     // Downloads what install(entry), or installSearchResult(entry) for a search result, would
@@ -220,8 +240,8 @@ public:
     {
         m_registry->installDownloaded(entry, bytes);
     }
-    bool deleteSkill(const QString &name);
-    bool isInstalled(const QString &name) const;
+    bool deleteSkill(const QString &name) { return m_skillSwitches->deleteSkill(name); }
+    bool isInstalled(const QString &name) const { return m_skillSwitches->isInstalled(name); }
     int downloadTimeout() const { return m_registry->downloadTimeout(); }
     void setDownloadTimeout(int ms) { m_registry->setDownloadTimeout(ms); }
     qint64 downloadLimit() const { return m_registry->downloadLimit(); }
@@ -311,7 +331,7 @@ public:
     }
     const QList<SkillInfo> &skills() const
     {
-        return m_skills;
+        return m_skillSwitches->skills();
     }
     void setSkills(const QList<SkillInfo> &value);
     const QList<RegistryEntry> &githubResults() const
@@ -456,12 +476,7 @@ private:
     {
         m_store->setValues(values);
     }
-    void setRawValue(const QString &key, const QJsonValue &value)
-    {
-        m_store->setRawValue(key, value);
-    }
     void mutateProfile(int bot, const std::function<void(BotProfile &)> &change);
-    void listSkills();
 
     const ConfigValues &config() const
     {
@@ -474,7 +489,7 @@ private:
     ServiceLink *m_service = nullptr;
     ProviderTests *m_providerTests = nullptr;
     RegistryModel *m_registry = nullptr;
+    SkillSwitches *m_skillSwitches = nullptr;
 
-    QList<SkillInfo> m_skills;
     QString m_newSource;
 };

@@ -337,6 +337,41 @@ private Q_SLOTS:
         QVERIFY(findSkill(model, u"briefing"_s)->enabled);
         QVERIFY(findSkill(model, u"voice"_s)->enabled);
     }
+
+    void theModelAnnouncesTheSwitchesAndPostsAfterEachWrite()
+    {
+        Setup s;
+        s.addSkill(u"voice"_s);
+        SettingsModel &model = s.open({});
+        QCOMPARE(&model.skillSwitches().skills(), &model.skills());
+        QStringList events;
+        connect(&model, &SettingsModel::skillsChanged, this, [&] {
+            events.append(u"skills, posts "_s + QString::number(s.configChangedPosts()));
+        });
+        connect(&model, &SettingsModel::newSourceChanged, this, [&] {
+            events.append(u"field, posts "_s + QString::number(s.configChangedPosts()));
+        });
+
+        // A switch writes, posts, then lists.
+        model.setSkillEnabled(u"voice"_s, false);
+        QCOMPARE(events, QStringList{u"skills, posts 1"_s});
+        // The source field is emptied before the write and its post.
+        model.setNewSource(u"me/more"_s);
+        events.clear();
+        model.addSource();
+        QCOMPARE(events, QStringList{u"field, posts 1"_s});
+        QCOMPARE(s.configChangedPosts(), 2);
+        QCOMPARE(model.newSource(), QString());
+        // What an install wrote is listed before the install is reported.
+        s.addSkill(u"memory"_s);
+        bool listedWhenReported = false;
+        connect(&model, &SettingsModel::installFinished, this,
+                [&] { listedWhenReported = findSkill(model, u"weather"_s) != nullptr; });
+        model.registry().installDownloaded(RegistryEntry{u"weather"_s, u"Weather"_s, {}, {}},
+                                           "# Weather\n");
+        QVERIFY(listedWhenReported);
+        QVERIFY(findSkill(model, u"memory"_s));
+    }
 };
 
 QTEST_GUILESS_MAIN(TestSkillEnablement)
