@@ -91,10 +91,17 @@ SettingsModel::~SettingsModel() = default;
 
 void SettingsModel::announce(ConfigKey key)
 {
+    // A key announces itself under its published name (maxTokensChanged) when this class
+    // declares one. A key added to the list later needs none: pages bind it by its key
+    // (Bind::config), which follows ConfigStore::changed.
     switch (key) {
 #define VARNOOK_CONFIG_KEY(Type, member, Name, initial, ...)                                       \
     case ConfigKey::Name:                                                                          \
-        Q_EMIT member##Changed();                                                                  \
+        [](auto *model) {                                                                          \
+            using Model = std::remove_pointer_t<decltype(model)>;                                  \
+            if constexpr (requires { &Model::member##Changed; })                                   \
+                Q_EMIT(model->*&Model::member##Changed)();                                         \
+        }(this);                                                                                   \
         return;
 #include "config/configkeys.def"
 #undef VARNOOK_CONFIG_KEY

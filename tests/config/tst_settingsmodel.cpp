@@ -13,6 +13,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <optional>
 #include <sys/resource.h>
 
 using namespace Qt::Literals::StringLiterals;
@@ -398,6 +399,48 @@ private Q_SLOTS:
         QVERIFY(model->saveAndNotify());
         QCOMPARE(model->maxTokens(), u"777"_s);
         QCOMPARE(fileObject().value("max_tokens"_L1), QJsonValue(777));
+    }
+
+    // Every key of the list is announced under its published name (maxTokensChanged) and
+    // through the store, once per change.
+    void everyKeyIsAnnouncedUnderItsPublishedName()
+    {
+        const auto model = makeModel();
+        int published = 0;
+        const auto other = [](const auto &value) {
+            using T = std::decay_t<decltype(value)>;
+            if constexpr (std::is_same_v<T, bool>)
+                return !value;
+            else if constexpr (std::is_same_v<T, QString>)
+                return QString(value + u"x"_s);
+            else
+                return T{typename T::value_type()} + value;
+        };
+        const auto check
+            = [&](auto signal, auto set, const auto &value, ConfigKey key, const char *name) {
+                  QSignalSpy store(&model->store(), &ConfigStore::changed);
+                  std::optional<QSignalSpy> own;
+                  if constexpr (!std::is_same_v<decltype(signal), std::nullptr_t>) {
+                      own.emplace(model.get(), signal);
+                      ++published;
+                  }
+                  set(other(value));
+                  QVERIFY2(store.size() == 1 && store.at(0).at(0).value<ConfigKey>() == key, name);
+                  if (own)
+                      QVERIFY2(own->size() == 1, name);
+              };
+#define VARNOOK_CONFIG_KEY(Type, member, Name, ...)                                                \
+    [&](auto *m) {                                                                                 \
+        using Model = std::remove_pointer_t<decltype(m)>;                                          \
+        auto set = [m](const Type &v) { m->set##Name(v); };                                        \
+        if constexpr (requires { &Model::member##Changed; })                                       \
+            check(&Model::member##Changed, set, m->member(), ConfigKey::Name, #member);            \
+        else                                                                                       \
+            check(nullptr, set, m->member(), ConfigKey::Name, #member);                            \
+    }(model.get());
+#include "config/configkeys.def"
+#undef VARNOOK_CONFIG_KEY
+        QCOMPARE(published, 28); // the keys the pages published before keys were bound by name
     }
 
     void eachPropertyAnnouncesItsOwnChange()
