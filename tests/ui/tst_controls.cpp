@@ -1,3 +1,4 @@
+#include "ui/pages/modelbindings.h"
 #include "ui/controls/binding.h"
 #include "ui/controls/field.h"
 #include "ui/controls/icons.h"

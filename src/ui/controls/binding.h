@@ -10,8 +10,6 @@
 
 #include <functional>
 
-class SettingsModel;
-
 // Two-way bindings between a control and one value of some object, written once per control. A
 // binding says how to read the value, how to write it, and which changes can move it; the control
 // refreshes itself on those changes and guards against its own echo. Nothing here needs to know
@@ -111,14 +109,5 @@ Flag flag(Source *source, Getter getter, Setter setter, void (Source::*changed)(
 {
     return property<bool>(source, getter, setter, changed);
 }
-
-// Per-bot values. Reading an index that no longer exists gives the empty text; writing one
-// does nothing.
-Text botToken(SettingsModel *model, int bot);
-Text botNickname(SettingsModel *model, int bot);
-Text botProfileText(SettingsModel *model, int bot, QString BotProfile::*field);
-Text botFallbackText(SettingsModel *model, int bot, int row, QString Fallback::*field);
-// A backup model of the defaults.
-Text fallbackText(SettingsModel *model, int index, QString Fallback::*field);
 
 } // namespace Bind

@@ -1,3 +1,4 @@
+#include "ui/pages/modelbindings.h"
 #include "ui/pages/botpage.h"
 
 #include "ui/controls/binding.h"

@@ -1,3 +1,4 @@
+#include "ui/pages/modelbindings.h"
 #include "ui/pages/modelsection.h"
 
 #include "ui/controls/binding.h"
