@@ -1,12 +1,10 @@
 #include "model/settingsmodel.h"
 #include "service/notificationtransport.h"
-#include "support/testsupport.h"
+#include "support/uisupport.h"
 #include "ui/state/windowstate.h"
 
-#include <QDateTime>
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -23,21 +21,8 @@ class TestWindowState final : public QObject {
 
     QString configPath() const { return m_dir.filePath(u"bot-config.json"_s); }
 
-    // Writes a document and moves its modification time into the past, so that the next save
-    // is always seen as a change even on file systems with coarse time stamps.
-    void writeConfig(const QByteArray &bytes)
-    {
-        TestSupport::writeFile(configPath(), bytes);
-        QFile file(configPath());
-        QVERIFY(file.open(QIODevice::ReadWrite));
-        QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-3600),
-                                 QFileDevice::FileModificationTime));
-    }
-
-    QJsonObject fileObject() const
-    {
-        return QJsonDocument::fromJson(TestSupport::readFile(configPath())).object();
-    }
+    void writeConfig(const QByteArray &bytes) { UiSupport::writeConfig(configPath(), bytes); }
+    QJsonObject fileObject() const { return UiSupport::readConfig(configPath()); }
 
     std::unique_ptr<SettingsModel> makeModel()
     {
