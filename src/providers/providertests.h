@@ -26,6 +26,9 @@ public:
     void testBackup(qint64 index);
     int timeout() const { return m_timeout; }
     void setTimeout(int ms) { m_timeout = ms; }
+    // The access manager the tests use (other requests to the providers, such as their model
+    // lists, go the same way and under the same time limit).
+    QNetworkAccessManager *network() const { return m_network(); }
 
     const std::optional<TestOutcome> &testState() const { return m_testState; }
     void setTestState(const std::optional<TestOutcome> &value);

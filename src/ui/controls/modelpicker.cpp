@@ -3,7 +3,7 @@
 #include "ui/controls/field.h"
 #include "ui/controls/icons.h"
 #include "ui/controls/settingrow.h"
-#include "model/settingsmodel.h"
+#include "providers/providertests.h"
 #include "providers/modellist.h"
 
 #include <QAbstractItemView>
@@ -15,9 +15,9 @@
 
 using namespace Qt::Literals::StringLiterals;
 
-ModelPicker::ModelPicker(SettingsModel *model, Field *field, Target target, QWidget *parent)
+ModelPicker::ModelPicker(ProviderTests *tests, Field *field, Target target, QWidget *parent)
     : QWidget(parent)
-    , m_model(model)
+    , m_tests(tests)
     , m_field(field)
     , m_target(std::move(target))
     , m_fetch(new QPushButton(u"Fetch models"_s))
@@ -70,8 +70,8 @@ void ModelPicker::fetch()
     m_fetching = true;
     m_fetch->setEnabled(false);
     showMessage(u"Fetching models…"_s, false);
-    Providers::fetchModels(m_model->network(), m_model->providerTestTimeout(), m_request,
-                           m_target(), [this](const Providers::ModelList &list) {
+    Providers::fetchModels(m_tests->network(), m_tests->timeout(), m_request, m_target(),
+                           [this](const Providers::ModelList &list) {
                                m_fetching = false;
                                m_fetch->setEnabled(true);
                                if (!list.ok) {

@@ -15,7 +15,7 @@ class QObject;
 class QPushButton;
 class QStringListModel;
 class SettingRow;
-class SettingsModel;
+class ProviderTests;
 
 // A model-id field with a "Fetch models" button beside it. The button asks the provider the
 // field belongs to for its models (Providers::fetchModels, GET <server URL>/models) and offers
@@ -33,7 +33,8 @@ public:
     // What the field's provider is at the moment of the fetch: its current (unsaved) values.
     using Target = std::function<Providers::ProviderTarget()>;
 
-    ModelPicker(SettingsModel *model, Field *field, Target target, QWidget *parent = nullptr);
+    // `tests` gives the network and the time limit of the connection test.
+    ModelPicker(ProviderTests *tests, Field *field, Target target, QWidget *parent = nullptr);
 
     Field *field() const { return m_field; }
     QPushButton *fetchButton() const { return m_fetch; }
@@ -57,7 +58,7 @@ private:
     void showMessage(const QString &text, bool failed);
     void updateMessageShown();
 
-    SettingsModel *m_model;
+    ProviderTests *m_tests;
     Field *m_field;
     Target m_target;
     QPushButton *m_fetch;

@@ -150,7 +150,7 @@ private:
         auto *modelId = new Field;
         modelId->setObjectName(name(row, u"Model"_s));
         modelId->bind(model, m_list.text(row, &Fallback::model), save);
-        auto *picker = new ModelPicker(model, modelId,
+        auto *picker = new ModelPicker(&model->providerTests(), modelId,
                                        [target = m_list.target, row] { return target(row); });
         SettingRow *modelRow = partRow(row, m_list.model, picker);
         rows.append(modelRow);

@@ -326,7 +326,8 @@ void BotPage::buildProvider()
 
     // The bot's own provider, or what it inherits where it has none of its own.
     auto *picker = new ModelPicker(
-        model, textField(model, bot, u"botModel"_s, &BotProfile::model), [model, bot] {
+        &model->providerTests(), textField(model, bot, u"botModel"_s, &BotProfile::model),
+        [model, bot] {
             return Providers::botTarget(model->values(), bot).value_or(Providers::ProviderTarget{});
         });
     SettingRow *modelRow = inheritingRow(model, bot, u"Model name"_s, picker, &BotProfile::model,

@@ -156,7 +156,7 @@ void ModelSection::buildPrimary()
     auto *modelId = new Field;
     modelId->setObjectName(u"primaryModel"_s);
     modelId->bind(model, Bind::config<ConfigKey::Model>(&model->store()), save);
-    auto *picker = new ModelPicker(model, modelId,
+    auto *picker = new ModelPicker(&model->providerTests(), modelId,
                                    [model] { return Providers::primaryTarget(model->values()); });
     auto *modelRow = new SettingRow(
         WindowState::of(model), u"Model name (required)"_s,
